@@ -1,0 +1,1 @@
+# Installation: libraries, public headers, CMake package config, pkg-config.

@@ -1,0 +1,42 @@
+/* Common-services layer: catalogue messages.
+ *
+ * Operator messages are kept by number in the catalogue shipped with the
+ * project (platform/messages/zxvxzu.msg, built into the layer; the file named
+ * by ZXV_MSG_CATALOGUE, when set, is read instead). A text holds inserts &1
+ * to &9: &1 and &2 are the numeric inserts, &3 to &7 the string inserts.
+ * Displayed messages are appended to "<errors dir>/ZXVERR01.LOG" with time,
+ * process and thread.
+ *
+ *   xcsINSERTS ins = {0};
+ *   ins.Strings[0] = exitName; ins.Strings[1] = module;
+ *   xcsDisplayMessageForError(7214, rc, &ins);
+ */
+#ifndef ZXVXCS2_XCS_MESSAGE_H
+#define ZXVXCS2_XCS_MESSAGE_H
+
+#include "xcs_base.h"
+
+XCS_EXTERN_C_BEGIN
+
+typedef struct xcsINSERTS {
+  int32_t Numbers[2];     /* &1, &2 */
+  const char* Strings[5]; /* &3 .. &7; null prints as "" */
+} xcsINSERTS;
+
+/* Formats message `number` ("ZXV<number>: <text>" with inserts filled in)
+ * into `buffer`, cut to fit and always NUL-terminated. Returns xcsRC_OK or
+ * xcsRC_MESSAGE_NOT_FOUND (the buffer then holds a text saying so). */
+XCS_API xcsRC xcsFormatMessage(uint32_t number, const xcsINSERTS* inserts, char* buffer,
+                               size_t bufferSize);
+
+/* Formats message `number` and writes it to the error log, with the return
+ * code `rc` (0 for none) shown beside it. */
+XCS_API xcsRC xcsDisplayMessageForError(uint32_t number, xcsRC rc, const xcsINSERTS* inserts);
+
+/* For tests: messages displayed by this process and the last text. */
+XCS_API uint32_t xcsDisplayedMessageCount(void);
+XCS_API void xcsLastDisplayedMessage(char* buffer, size_t bufferSize);
+
+XCS_EXTERN_C_END
+
+#endif
