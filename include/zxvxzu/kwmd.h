@@ -5,8 +5,9 @@
  * fields) 364 bytes. Integer fields are in the machine's encoding; character
  * fields are blank-padded and not NUL-terminated; identifiers are bytes.
  *
- *   KWMD md = KWMD_DEFAULT_V2;   // see KWMD_DEFAULT_V2 below (C99 initialiser)
- *   md.Priority = 5;
+ *   KWMD md;
+ *   memcpy(md.StrucId, KWMD_STRUC_ID, 4);
+ *   md.Version = KWMD_VERSION_2;
  */
 #ifndef ZXVXZU_KWMD_H
 #define ZXVXZU_KWMD_H
