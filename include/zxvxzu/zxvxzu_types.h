@@ -44,6 +44,7 @@ typedef uint32_t ZXVRC; /* internal return code: 0 success, high bits the class 
 #define KWRC_TRUNCATED_MSG_ACCEPTED 2079
 #define KWRC_RESOURCE_PROBLEM 2102
 #define KWRC_FORMAT_ERROR 2110
+#define KWRC_SOURCE_CCSID_ERROR 2111
 #define KWRC_SOURCE_INTEGER_ENC_ERROR 2112
 #define KWRC_TARGET_INTEGER_ENC_ERROR 2116
 #define KWRC_NOT_CONVERTED 2119
@@ -56,6 +57,7 @@ typedef uint32_t ZXVRC; /* internal return code: 0 success, high bits the class 
 #define KWRC_API_EXIT_INIT_ERROR 2375
 #define KWRC_TOPIC_STRING_ERROR 2425
 #define KWRC_TOPIC_STRING_CONVERSION 2441
+#define KWRC_PROPERTY_NAME_ERROR 2442
 #define KWRC_HMSG_ERROR 2460
 
 /* Internal return codes shared across families. */
