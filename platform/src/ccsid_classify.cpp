@@ -58,9 +58,7 @@ uint8_t Classify(int32_t ccsid, int32_t encoding) {
   return type;
 }
 
-bool Supported(int32_t ccsid) {
-  return ThreadConverter(ccsid, ByteOrder::kLittle) != nullptr;
-}
+bool Supported(int32_t ccsid) { return ThreadConverter(ccsid, ByteOrder::kLittle) != nullptr; }
 
 }  // namespace
 }  // namespace zxv::platform

@@ -134,8 +134,8 @@ xcsRC ToPivot(UConverter* from, const char* in, size_t length, UChar* stack, Blo
 // storage with offsets and keep the longest prefix of whole characters.
 xcsRC FitWholeCharacters(UConverter* to, const UChar* pivot, size_t units, uint8_t* out,
                          size_t capacity, uint32_t* used) {
-  const size_t most = static_cast<size_t>(UCNV_GET_MAX_BYTES_FOR_STRING(
-      static_cast<int32_t>(units), ucnv_getMaxCharSize(to)));
+  const size_t most = static_cast<size_t>(
+      UCNV_GET_MAX_BYTES_FOR_STRING(static_cast<int32_t>(units), ucnv_getMaxCharSize(to)));
   Block bytes;
   Block offsets;
   if (const xcsRC rc = bytes.Allocate(most); rc != xcsRC_OK) return rc;
@@ -152,8 +152,7 @@ xcsRC FitWholeCharacters(UConverter* to, const UChar* pivot, size_t units, uint8
   // A character starts where the source offset changes; bytes without an
   // offset (-1, e.g. a closing shift) belong with what precedes them.
   size_t cut = capacity < total ? capacity : total;
-  while (cut > 0 && cut < total &&
-         (offset_of[cut] == offset_of[cut - 1] || offset_of[cut] < 0)) {
+  while (cut > 0 && cut < total && (offset_of[cut] == offset_of[cut - 1] || offset_of[cut] < 0)) {
     --cut;
   }
   std::memcpy(out, begin, cut);

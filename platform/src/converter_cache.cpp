@@ -20,13 +20,11 @@ struct NamedTable {
   const char* name;
 };
 constexpr NamedTable kNamedTables[] = {
-    {kCcsidUtf8, "UTF-8"},
-    {kCcsidLatin1, "ISO-8859-1"},
-    {1275, "macos-0_2-10.2"},   // Roman
-    {1280, "macos-6_2-10.4"},   // Greek
-    {1281, "macos-35-10.2"},    // Turkish
-    {1282, "macos-29-10.2"},    // Central European
-    {1283, "macos-7_3-10.2"},   // Cyrillic
+    {kCcsidUtf8, "UTF-8"},    {kCcsidLatin1, "ISO-8859-1"}, {1275, "macos-0_2-10.2"},  // Roman
+    {1280, "macos-6_2-10.4"},                                                          // Greek
+    {1281, "macos-35-10.2"},                                                           // Turkish
+    {1282, "macos-29-10.2"},   // Central European
+    {1283, "macos-7_3-10.2"},  // Cyrillic
 };
 
 // Cache keys: the CCSID itself, or one of these for the two-byte sets,

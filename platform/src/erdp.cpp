@@ -52,8 +52,8 @@ bool WriteFormatted(int fd, const char* format, ...) {
   const int n = std::vsnprintf(line, sizeof line, format, args);
   va_end(args);
   if (n < 0) return false;
-  const size_t length = static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n)
-                                                              : sizeof line - 1;
+  const size_t length =
+      static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n) : sizeof line - 1;
   return WriteAll(fd, line, length);
 }
 
@@ -85,13 +85,13 @@ void WriteRecord(uint32_t comp, const char* source_file, uint32_t probe, xcsRC r
                              "Comment      : %s\n"
                              "Dump length  : %zu\n",
                              stamp, pid, thread->ThreadId,
-                             static_cast<unsigned long long>(thread->OsThreadId), comp,
-                             source_file, probe, rc, comment, dump_length);
+                             static_cast<unsigned long long>(thread->OsThreadId), comp, source_file,
+                             probe, rc, comment, dump_length);
     const auto* bytes = static_cast<const uint8_t*>(dump);
     for (size_t offset = 0; ok && offset < dump_length; offset += kHexDumpBytesPerLine) {
       char line[kHexDumpLineSize];
-      const size_t count = dump_length - offset < kHexDumpBytesPerLine ? dump_length - offset
-                                                                        : kHexDumpBytesPerLine;
+      const size_t count =
+          dump_length - offset < kHexDumpBytesPerLine ? dump_length - offset : kHexDumpBytesPerLine;
       FormatHexDumpLine(line, sizeof line, offset, bytes + offset, count);
       ok = WriteFormatted(fd, "  %s\n", line);
     }
@@ -115,9 +115,8 @@ extern "C" XCS_API void xcsERDPFn(uint32_t comp, const char* sourceFile, uint32_
   zxv::platform::WriteRecord(comp, sourceFile, probe, rc, comment, dump, dumpLength);
 }
 
-extern "C" XCS_API void xcsERDPSFn(uint32_t comp, const char* sourceFile, uint32_t probe,
-                                   xcsRC rc, const void* dump, size_t dumpLength,
-                                   const char* format, ...) {
+extern "C" XCS_API void xcsERDPSFn(uint32_t comp, const char* sourceFile, uint32_t probe, xcsRC rc,
+                                   const void* dump, size_t dumpLength, const char* format, ...) {
   char comment[zxv::platform::kCommentSize] = "";
   if (format != nullptr) {
     va_list args;

@@ -8,8 +8,8 @@
 //   D  a data dump header, then "<label> (<n> bytes)"
 //   X  one dump line, "OOOOOOOO  xx xx ...  |text|"
 #include <fcntl.h>
-#include <strings.h>
 #include <limits.h>
+#include <strings.h>
 #include <unistd.h>
 
 #include <cerrno>
