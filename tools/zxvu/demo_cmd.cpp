@@ -1,0 +1,300 @@
+// `zxvu demo`: a narrated tour of what the library does, one section per
+// capability. A section narrates its calls and checks each result against
+// what it says; the tour exits 1 if any result differs. New capabilities add
+// a function and a row to kSections.
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <string_view>
+
+#include "tools/zxvu/cli_common.h"
+#include "zxvxcs2/xcs_memory.h"
+#include "zxvxzu/names.h"
+#include "zxvxzu/topic.h"
+
+namespace zxv::zxvu {
+namespace {
+
+// Prints the narration and counts results that differ from it.
+class Tour {
+ public:
+  void say(std::string_view text) { fmt::print("  {}\n", text); }
+  void call(std::string_view what, std::string_view result) {
+    fmt::print("    {}\n      -> {}\n", what, result);
+  }
+  void expect(bool ok, std::string_view what) {
+    if (ok) return;
+    ++failures_;
+    fmt::print("    !! unexpected result: {}\n", what);
+  }
+  int failures() const { return failures_; }
+
+ private:
+  int failures_ = 0;
+};
+
+std::string in_quotes(std::string_view s) { return fmt::format("'{}'", s); }
+
+// Shows a field between bars so that its blanks are visible.
+std::string barred(std::string_view field) { return fmt::format("|{}|", field); }
+
+void section_fields(Tour& t) {
+  t.say("Names cross the interface as fixed-width fields, padded on the right with blanks and");
+  t.say("never NUL-terminated; inside a program they are often C strings.");
+  char field[KW_Q_MGR_NAME_LENGTH];
+  zutCvtKWNameFromStr("QM1", field, sizeof field);
+  const std::string_view f(field, sizeof field);
+  t.call("zutCvtKWNameFromStr(\"QM1\", field, 48)", barred(f) + "  ('QM1' and 45 blanks)");
+  t.expect(f == std::string("QM1") + std::string(45, ' '), "field of QM1");
+
+  char back[KW_Q_MGR_NAME_LENGTH + 1];
+  zutCvtKWName2Str(field, back, sizeof field);
+  t.call("zutCvtKWName2Str(field, out, 48)",
+         in_quotes(back) + "  (the string ends at the first blank)");
+  t.expect(std::string_view(back) == "QM1", "QM1 back from its field");
+
+  const KWLONG len = zutGetLengthNoBlanks(field, sizeof field);
+  t.call("zutGetLengthNoBlanks(field, 48)", std::to_string(len));
+  t.expect(len == 3, "length of QM1");
+
+  t.say("User identifiers may hold inner blanks; only trailing ones go, and an all-blank");
+  t.say("identifier keeps one blank rather than becoming empty.");
+  char user[KW_USER_ID_LENGTH + 1];
+  zutCvtKWUser2Str("ab cd       ", user, KW_USER_ID_LENGTH);
+  t.call("zutCvtKWUser2Str(\"ab cd\" + 7 blanks, out, 12)", in_quotes(user));
+  t.expect(std::string_view(user) == "ab cd", "user id with an inner blank");
+  zutCvtKWUser2Str("            ", user, KW_USER_ID_LENGTH);
+  t.call("zutCvtKWUser2Str(12 blanks, out, 12)", in_quotes(user));
+  t.expect(std::string_view(user) == " ", "all-blank user id");
+
+  const std::string blanks(KW_Q_MGR_NAME_LENGTH, ' ');
+  const KWLONG blank = zutIsItBlank(blanks.c_str());
+  t.call("zutIsItBlank(48 blanks)", std::to_string(blank));
+  t.expect(blank == 1, "48 blanks are blank");
+}
+
+enum class Kind { kObject, kQMgr, kInstallation, kProfile };
+
+struct NameCase {
+  Kind kind;
+  KWLONG options;
+  const char* name;
+  bool valid;
+  KWLONG asterisk;  // expected position under ZUT_NAME_ALLOW_GENERIC, else -1
+  const char* why;
+};
+
+constexpr NameCase kNameCases[] = {
+    {Kind::kObject, 0, "PAYROLL.IN/2024_%", true, -1,
+     "letters, digits, '.', '/', '_' and '%' are name characters"},
+    {Kind::kObject, 0, "PAY-ROLL", false, -1, "'-' is refused unless option 0x8 is given"},
+    {Kind::kObject, ZUT_NAME_ALLOW_HYPHEN, "PAY-ROLL", true, -1, "accepted under 0x8"},
+    {Kind::kObject, ZUT_NAME_ALLOW_HYPHEN, "-PAYROLL", false, -1,
+     "but never as the first character"},
+    {Kind::kObject, ZUT_NAME_NO_DOT_SLASH, "PAYROLL.IN", false, -1, "0x4 refuses '.' and '/'"},
+    {Kind::kObject, ZUT_NAME_ALLOW_GENERIC, "PAYROLL.*", true, 8,
+     "a generic name under 0x2: one '*' may end it"},
+    {Kind::kObject, ZUT_NAME_ALLOW_GENERIC, "PAY*ROLL", false, -1,
+     "a '*' must be the last character"},
+    {Kind::kObject, 0, "", false, -1, "an all-blank name needs option 0x1"},
+    {Kind::kQMgr, 0, "QM.EUROPE/1", true, -1, "'.' and '/' are always accepted"},
+    {Kind::kQMgr, 0, "", true, -1, "all blank: the default queue manager"},
+    {Kind::kQMgr, 0, "QM-1", false, -1, "'-' is always refused (reason 2058)"},
+    {Kind::kInstallation, 0, "Installation1", true, -1, "letters and digits, up to 16"},
+    {Kind::kInstallation, 0, "Inst_1", false, -1, "nothing else"},
+    {Kind::kProfile, 0, "PAYROLL.**", true, -1, "one '**', after a '.'"},
+    {Kind::kProfile, 0, "PAYROLL**", false, -1, "a '**' inside a word is refused"},
+};
+
+const char* kind_name(Kind k) {
+  switch (k) {
+    case Kind::kObject:
+      return "object";
+    case Kind::kQMgr:
+      return "qmgr";
+    case Kind::kInstallation:
+      return "installation";
+    case Kind::kProfile:
+      return "profile";
+  }
+  return "?";
+}
+
+void section_name_checks(Tour& t) {
+  t.say("Each kind of name has its character rules; a check says only valid or invalid.");
+  t.say("Object names take option bits: 0x1 all-blank, 0x2 generic, 0x4 no '.' or '/', 0x8 '-'.");
+  for (const NameCase& c : kNameCases) {
+    const KWULONG width =
+        c.kind == Kind::kInstallation ? KW_INSTALLATION_NAME_LENGTH : KW_OBJECT_NAME_LENGTH;
+    char field[KW_OBJECT_NAME_LENGTH];
+    zutCvtKWNameFromStr(c.name, field, width);
+    bool valid = false;
+    KWLONG asterisk = -1;
+    std::string detail;
+    switch (c.kind) {
+      case Kind::kObject:
+        valid = zutCheckValidName(field, c.options, &asterisk) == ZXVRC_OK;
+        break;
+      case Kind::kQMgr: {
+        KWLONG cc = 0;
+        KWLONG reason = 0;
+        zutCheckQMName(field, &cc, &reason);
+        valid = cc == KWCC_OK;
+        if (!valid) detail = fmt::format(" reason {}", reason);
+        t.expect(valid || reason == KWRC_Q_MGR_NAME_ERROR, "reason of a bad queue-manager name");
+        break;
+      }
+      case Kind::kInstallation:
+        valid = zutCheckValidInstallationName(field) == ZXVRC_OK;
+        break;
+      case Kind::kProfile:
+        valid = zutCheckValidProfile(field) == ZXVRC_OK;
+        break;
+    }
+    if (valid && c.asterisk >= 0) detail = fmt::format(" asterisk={}", asterisk);
+    fmt::print("    {:<12} 0x{:x}  {:<20} {:<19} {}\n", kind_name(c.kind), c.options,
+               in_quotes(c.name), (valid ? "valid" : "invalid") + detail, c.why);
+    t.expect(valid == c.valid && (c.asterisk < 0 || asterisk == c.asterisk),
+             fmt::format("{} name {}", kind_name(c.kind), in_quotes(c.name)));
+  }
+}
+
+void section_map_rc(Tour& t) {
+  t.say("Some callers have one byte for a return code. Codes 0x7001 to 0x70FE keep their low");
+  t.say("byte; the library's own internal codes map through a table; anything else becomes 71.");
+  struct {
+    KWULONG code;
+    KWULONG byte;
+  } const kTo[] = {{0x40007072, 114}, {0x20803200, 23}, {0x7005, 5}, {0x12345678, 71}};
+  for (const auto& c : kTo) {
+    KWULONG v = c.code;
+    zutMapRCTo8bit(&v);
+    t.call(fmt::format("zutMapRCTo8bit(0x{:08x})", c.code), fmt::format("{} (0x{:02x})", v, v));
+    t.expect(v == c.byte, fmt::format("one-byte form of 0x{:08x}", c.code));
+  }
+  t.say("And back: a byte that stands for an internal code gives the whole code.");
+  struct {
+    KWULONG byte;
+    KWULONG code;
+  } const kFrom[] = {{0x72, 0x40007072}, {0x03, 0x8106}, {0, 0}};
+  for (const auto& c : kFrom) {
+    KWULONG v = c.byte;
+    zutMapRCFrom8bit(&v);
+    t.call(fmt::format("zutMapRCFrom8bit(0x{:02x})", c.byte), fmt::format("0x{:08x}", v));
+    t.expect(v == c.code, fmt::format("code of byte 0x{:02x}", c.byte));
+  }
+}
+
+void section_topics(Tour& t) {
+  t.say("In topic strings '*' and '?' are wildcards. When a subscriber asks for character-level");
+  t.say("matching, a literal '%', '*' or '?' is written with the escape character '%' before it.");
+  const std::string topic = "Offers/50%/Today?";
+  KWULONG out_length = 0;
+  char* out = nullptr;
+  KWULONG allocated = 0;
+  KWLONG cc = 0;
+  KWLONG reason = 0;
+  ZXVRC rc = zutEscapeTopicString(ZUT_TOPIC_ESCAPED, static_cast<KWULONG>(topic.size()),
+                                  topic.data(), &out_length, &out, &allocated, &cc, &reason);
+  const std::string escaped = rc == ZXVRC_OK && out != nullptr ? std::string(out, out_length) : "";
+  if (allocated) xcsFreeMemFn(out);
+  t.call("zutEscapeTopicString(" + in_quotes(topic) + ")",
+         fmt::format("{}, in a new buffer (allocated {})", in_quotes(escaped), allocated));
+  t.expect(rc == ZXVRC_OK && escaped == "Offers/50%%/Today%?" && allocated == 1, "escaped topic");
+
+  const KWLONG ok = zutValidateTopicString(ZUT_TOPIC_ESCAPED, static_cast<KWULONG>(escaped.size()),
+                                           escaped.data());
+  t.call("zutValidateTopicString(" + in_quotes(escaped) + ")", std::to_string(ok));
+  t.expect(ok == 1, "escaped topic validates");
+
+  std::string work = escaped;
+  KWLONG length = static_cast<KWLONG>(work.size());
+  char* string = work.data();
+  KWULONG buffer_length = static_cast<KWULONG>(work.size());
+  KWLONG ccsid = KWCCSI_UTF8;
+  rc = zutLiteralizeTopicString(&length, &string, &buffer_length, &ccsid, &allocated, &cc, &reason);
+  const std::string literal = rc == ZXVRC_OK ? std::string(string, length) : "";
+  if (allocated) xcsFreeMemFn(string);
+  t.call("zutLiteralizeTopicString(" + in_quotes(escaped) + ")", in_quotes(literal));
+  t.expect(rc == ZXVRC_OK && literal == topic, "literal topic");
+
+  t.say("An escape must be followed by '%', '*' or '?'; anything else is refused.");
+  const std::string bad = "Offers/%50";
+  const KWLONG bad_ok =
+      zutValidateTopicString(ZUT_TOPIC_ESCAPED, static_cast<KWULONG>(bad.size()), bad.data());
+  t.call("zutValidateTopicString(" + in_quotes(bad) + ")", std::to_string(bad_ok));
+  t.expect(bad_ok == 0, "invalid escape refused by validation");
+  work = bad;
+  length = static_cast<KWLONG>(work.size());
+  string = work.data();
+  buffer_length = static_cast<KWULONG>(work.size());
+  ccsid = KWCCSI_UTF8;
+  rc = zutLiteralizeTopicString(&length, &string, &buffer_length, &ccsid, &allocated, &cc, &reason);
+  if (allocated) xcsFreeMemFn(string);
+  t.call("zutLiteralizeTopicString(" + in_quotes(bad) + ")",
+         fmt::format("completion code {}, reason {}", cc, reason));
+  t.expect(cc == KWCC_FAILED && reason == KWRC_TOPIC_STRING_ERROR, "invalid escape refused");
+}
+
+void section_topic_ebcdic(Tour& t) {
+  t.say("Literalizing first brings a topic string to UTF-8. An application on EBCDIC (CCSID 37)");
+  t.say("sends 'Sport/Goals%?'; there '%' is byte 0x6c and '?' 0x6f.");
+  std::string ebcdic = "\xE2\x97\x96\x99\xA3\x61\xC7\x96\x81\x93\xA2\x6C\x6F";
+  KWLONG length = static_cast<KWLONG>(ebcdic.size());
+  char* string = ebcdic.data();
+  KWULONG buffer_length = static_cast<KWULONG>(ebcdic.size());
+  KWLONG ccsid = KWCCSI_EBCDIC_US;
+  KWULONG allocated = 0;
+  KWLONG cc = 0;
+  KWLONG reason = 0;
+  const ZXVRC rc =
+      zutLiteralizeTopicString(&length, &string, &buffer_length, &ccsid, &allocated, &cc, &reason);
+  const std::string literal = rc == ZXVRC_OK ? std::string(string, length) : "";
+  if (allocated) xcsFreeMemFn(string);
+  t.call("zutLiteralizeTopicString(" + to_hex(ebcdic) + ", CCSID 37)",
+         fmt::format("{} = {} in CCSID {}, buffer of {} bytes", to_hex(literal), in_quotes(literal),
+                     ccsid, buffer_length));
+  t.expect(
+      rc == ZXVRC_OK && literal == "Sport/Goals?" && ccsid == KWCCSI_UTF8 && buffer_length == 10240,
+      "EBCDIC topic literalized to UTF-8");
+}
+
+struct Section {
+  const char* title;
+  void (*run)(Tour&);
+};
+
+constexpr Section kSections[] = {
+    {"Blank-padded name fields", section_fields},
+    {"Judging names", section_name_checks},
+    {"Return codes in one byte", section_map_rc},
+    {"Topic strings and their escapes", section_topics},
+    {"A topic string from an EBCDIC application", section_topic_ebcdic},
+};
+
+int run_demo() {
+  fmt::print("zxvu demo: a tour of the zxvxzu library as it stands\n");
+  Tour tour;
+  int n = 0;
+  for (const Section& s : kSections) {
+    fmt::print("\n== {}. {}\n", ++n, s.title);
+    s.run(tour);
+  }
+  if (tour.failures() != 0) {
+    std::fflush(stdout);
+    fmt::print(stderr, "demo: {} result(s) differed from the narration\n", tour.failures());
+    return kExitRefused;
+  }
+  fmt::print("\nEvery result matched the narration.\n");
+  return kExitOk;
+}
+
+}  // namespace
+
+void add_demo_command(CLI::App& parent, Action& action) {
+  CLI::App* demo = parent.add_subcommand("demo", "A narrated tour of what the library does");
+  demo->callback([&action] { action = run_demo; });
+}
+
+}  // namespace zxv::zxvu
