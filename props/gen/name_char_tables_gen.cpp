@@ -1,0 +1,329 @@
+// Build-time generator of the property-name character table.
+//
+// Property names follow the identifier rules of the JMS message-selector
+// language, whose characters are those of Java identifiers. This tool asks
+// ICU for the Java identifier classes (u_isJavaIDStart / u_isJavaIDPart) and
+// writes them as static bit sets into a C++ source file, so that the library
+// needs no Unicode library at run time:
+//
+//   name_char_tables_gen <output.cpp>
+//
+// * The four Unicode CCSIDs share one pair of 65,536-bit sets indexed by
+//   UCS-2 code point.
+// * Every single-byte CCSID gets a pair of 256-bit sets: byte b is in a set
+//   when the code page maps b alone to exactly one BMP character of that
+//   class. Unmapped bytes (and the lead bytes of the mixed code pages used as
+//   substitutes below) are in neither set. Rows whose pairs are equal share
+//   one pair.
+// * Each single-byte row also records whether its full stop is 0x2E (ASCII
+//   based) or 0x4B (EBCDIC); the generator fails when a row has neither.
+//
+// Code pages are opened by IBM CCSID number (ucnv_openCCSID with UCNV_IBM),
+// except the rows in kRowSources: the Mac code pages, which ICU knows only by
+// their "macos-*" names, and the code pages ICU has no table for, which take
+// the sets of the nearest related code page that ICU does have. The choice is
+// written into the generated file as well.
+#include <unicode/uchar.h>
+#include <unicode/uclean.h>
+#include <unicode/ucnv.h>
+#include <unicode/uversion.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The CCSIDs in search order.
+constexpr int32_t kCcsids[] = {
+    1208, 1200, 13488, 17584, 37,   273,  277,  278,  280,  284,   285,  290,  297,  420,
+    424,  425,  437,   500,   720,  737,  775,  806,  813,  819,   833,  836,  838,  850,
+    852,  855,  856,   857,   860,  863,  864,  865,  866,  867,   868,  869,  870,  871,
+    874,  875,  878,   880,   891,  897,  903,  904,  912,  913,   915,  916,  918,  921,
+    923,  924,  1006,  1025,  1026, 1027, 1040, 1041, 1042, 1043,  1046, 1047, 1051, 1089,
+    1097, 1098, 1112,  1115,  1129, 1130, 1132, 1133, 1137, 1250,  1251, 1252, 1253, 1255,
+    1256, 1257, 1258,  1275,  1280, 1281, 1282, 1283, 4899, 4909,  4971, 5346, 5347, 5348,
+    5349, 5350, 5351,  5352,  5353, 5354, 8612, 9048, 9061, 12712, 1140};
+static_assert(sizeof(kCcsids) / sizeof(kCcsids[0]) == 109, "109 rows");
+
+constexpr int32_t kUnicodeCcsids[] = {1208, 1200, 13488, 17584};
+
+// How a row's sets are computed when not from ibm-<ccsid>.
+enum class Transform {
+  kNone,
+  // ICU's table of `source`, then the eight code points in which ISO 8859-15
+  // differs from ISO 8859-1 replaced by their 8859-15 characters: this turns
+  // an EBCDIC Latin-1 layout into its Latin-9 counterpart.
+  kLatin9,
+};
+
+struct RowSource {
+  int32_t ccsid;
+  const char* source;  // ICU converter name
+  Transform transform;
+  const char* why;
+};
+
+// Rows not opened as ibm-<ccsid>. Keep in step with the comment block that
+// WriteTable emits (it is printed from this table).
+constexpr RowSource kRowSources[] = {
+    // The Mac code pages: present in ICU under their Apple names only.
+    {1275, "macos-0_2-10.2", Transform::kNone, "Mac Roman, ICU's Apple name"},
+    {1280, "macos-6_2-10.4", Transform::kNone, "Mac Greek, ICU's Apple name"},
+    {1281, "macos-35-10.2", Transform::kNone, "Mac Turkish, ICU's Apple name"},
+    {1282, "macos-29-10.2", Transform::kNone, "Mac Central European, ICU's Apple name"},
+    {1283, "macos-7_3-10.2", Transform::kNone, "Mac Cyrillic, ICU's Apple name"},
+    // Code pages without an ICU table: the nearest related one.
+    {425, "ibm-420", Transform::kNone, "EBCDIC Arabic variant -> EBCDIC Arabic 420"},
+    {806, "ISCII,version=0", Transform::kNone,
+     "PC ISCII-91 Devanagari -> ICU's ISCII converter, Devanagari"},
+    {833, "ibm-933", Transform::kNone,
+     "EBCDIC Korean single byte -> single-byte part of EBCDIC Korean mixed 933"},
+    {836, "ibm-935", Transform::kNone,
+     "EBCDIC Simplified Chinese single byte -> single-byte part of mixed 935"},
+    {880, "ibm-1025", Transform::kNone, "EBCDIC Cyrillic (old) -> its successor 1025"},
+    {891, "ibm-949", Transform::kNone,
+     "Korean PC single byte -> single-byte part of Korean PC 949"},
+    {897, "ibm-943", Transform::kNone,
+     "Japanese PC single byte -> single-byte part of Japanese PC 943"},
+    {903, "ibm-1386", Transform::kNone,
+     "Simplified Chinese PC single byte -> single-byte part of GBK 1386"},
+    {904, "ibm-950", Transform::kNone,
+     "Traditional Chinese PC single byte -> single-byte part of Big5 950"},
+    {924, "ibm-1047", Transform::kLatin9,
+     "EBCDIC Latin-9 -> 1047 layout with the Latin-9 replacements"},
+    {1027, "ibm-939", Transform::kNone,
+     "EBCDIC Japanese Latin single byte -> single-byte part of mixed 939"},
+    {1040, "ibm-949", Transform::kNone,
+     "Korean PC extended single byte -> single-byte part of Korean PC 949"},
+    {1041, "ibm-942", Transform::kNone,
+     "Japanese PC extended single byte -> single-byte part of Japanese PC 942"},
+    {1042, "ibm-1386", Transform::kNone,
+     "Simplified Chinese PC extended single byte -> single-byte part of GBK 1386"},
+    {1043, "ibm-950", Transform::kNone,
+     "Traditional Chinese PC extended single byte -> single-byte part of Big5 950"},
+    {1046, "ibm-1089", Transform::kNone, "Arabic PC extended -> ISO Arabic 1089, its base layout"},
+    {1115, "ibm-1386", Transform::kNone,
+     "Simplified Chinese PC single byte -> single-byte part of GBK 1386"},
+    {8612, "ibm-420", Transform::kNone, "EBCDIC Arabic extended -> EBCDIC Arabic 420"},
+    {9048, "ibm-856", Transform::kNone, "Hebrew PC with euro -> Hebrew PC 856"},
+    {9061, "ibm-869", Transform::kNone, "Greek PC with euro -> Greek PC 869"},
+};
+
+constexpr size_t kUnicodeWords = 65536 / 64;
+constexpr size_t kByteWords = 256 / 64;
+
+using ByteSet = std::array<uint64_t, kByteWords>;
+using BytePair = std::pair<ByteSet, ByteSet>;
+
+enum class Form { kAscii, kEbcdic };
+
+struct Row {
+  int32_t ccsid;
+  bool unicode;
+  Form form;
+  size_t pair;  // index into the shared byte pairs
+};
+
+void SetBit(uint64_t* set, uint32_t index) { set[index >> 6] |= uint64_t{1} << (index & 63u); }
+
+const RowSource* FindSource(int32_t ccsid) {
+  for (const RowSource& s : kRowSources)
+    if (s.ccsid == ccsid) return &s;
+  return nullptr;
+}
+
+bool IsUnicodeCcsid(int32_t ccsid) {
+  for (int32_t u : kUnicodeCcsids)
+    if (u == ccsid) return true;
+  return false;
+}
+
+// The ISO 8859-15 replacements of ISO 8859-1 code points.
+UChar Latin9(UChar c) {
+  switch (c) {
+    case 0x00A4:
+      return 0x20AC;  // euro sign
+    case 0x00A6:
+      return 0x0160;  // S caron
+    case 0x00A8:
+      return 0x0161;  // s caron
+    case 0x00B4:
+      return 0x017D;  // Z caron
+    case 0x00B8:
+      return 0x017E;  // z caron
+    case 0x00BC:
+      return 0x0152;  // OE
+    case 0x00BD:
+      return 0x0153;  // oe
+    case 0x00BE:
+      return 0x0178;  // Y diaeresis
+    default:
+      return c;
+  }
+}
+
+// Maps every byte of a code page to its character, or -1 when the byte
+// alone does not give exactly one BMP character.
+struct CodePage {
+  std::array<int32_t, 256> chars{};
+  std::string icuName;
+};
+
+bool LoadCodePage(int32_t ccsid, CodePage* page) {
+  const RowSource* src = FindSource(ccsid);
+  UErrorCode err = U_ZERO_ERROR;
+  UConverter* cnv =
+      src != nullptr ? ucnv_open(src->source, &err) : ucnv_openCCSID(ccsid, UCNV_IBM, &err);
+  if (U_FAILURE(err)) {
+    std::fprintf(stderr, "name_char_tables_gen: no converter for CCSID %d (%s): %s\n", ccsid,
+                 src != nullptr ? src->source : "ibm", u_errorName(err));
+    return false;
+  }
+  page->icuName = ucnv_getName(cnv, &err);
+  ucnv_setToUCallBack(cnv, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &err);
+  for (int b = 0; b < 256; ++b) {
+    ucnv_reset(cnv);
+    err = U_ZERO_ERROR;
+    const char in = static_cast<char>(b);
+    UChar out[4];
+    int32_t n = ucnv_toUChars(cnv, out, 4, &in, 1, &err);
+    if (U_FAILURE(err) || n != 1 || U_IS_SURROGATE(out[0])) {
+      page->chars[b] = -1;
+      continue;
+    }
+    UChar c = out[0];
+    if (src != nullptr && src->transform == Transform::kLatin9) c = Latin9(c);
+    page->chars[b] = c;
+  }
+  ucnv_close(cnv);
+  return true;
+}
+
+void WriteWords(FILE* f, const uint64_t* words, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    std::fprintf(f, "%s0x%016llxULL,", i % 4 == 0 ? "\n    " : " ",
+                 static_cast<unsigned long long>(words[i]));
+  }
+  std::fprintf(f, "\n");
+}
+
+int Generate(const char* outPath) {
+  // Unicode sets.
+  std::vector<uint64_t> uniStart(kUnicodeWords, 0), uniPart(kUnicodeWords, 0);
+  for (UChar32 c = 0; c < 0x10000; ++c) {
+    if (u_isJavaIDStart(c)) SetBit(uniStart.data(), static_cast<uint32_t>(c));
+    if (u_isJavaIDPart(c)) SetBit(uniPart.data(), static_cast<uint32_t>(c));
+  }
+
+  // Single-byte rows and their shared pairs.
+  std::vector<BytePair> pairs;
+  std::map<BytePair, size_t> pairIndex;
+  std::vector<Row> rows;
+  std::map<int32_t, std::string> icuNames;
+  for (int32_t ccsid : kCcsids) {
+    if (IsUnicodeCcsid(ccsid)) {
+      rows.push_back(Row{ccsid, true, Form::kAscii, 0});
+      continue;
+    }
+    CodePage page;
+    if (!LoadCodePage(ccsid, &page)) return 1;
+    icuNames[ccsid] = page.icuName;
+    BytePair pair{};
+    for (uint32_t b = 0; b < 256; ++b) {
+      const int32_t c = page.chars[b];
+      if (c < 0) continue;
+      if (u_isJavaIDStart(c)) SetBit(pair.first.data(), b);
+      if (u_isJavaIDPart(c)) SetBit(pair.second.data(), b);
+    }
+    Form form;
+    if (page.chars[0x2E] == '.') {
+      form = Form::kAscii;
+    } else if (page.chars[0x4B] == '.') {
+      form = Form::kEbcdic;
+    } else {
+      std::fprintf(stderr, "name_char_tables_gen: CCSID %d has no full stop at 0x2E or 0x4B\n",
+                   ccsid);
+      return 1;
+    }
+    auto [it, inserted] = pairIndex.emplace(pair, pairs.size());
+    if (inserted) pairs.push_back(pair);
+    rows.push_back(Row{ccsid, false, form, it->second});
+  }
+
+  // Written beside the target and renamed, so a failed run never leaves a
+  // half-written table that the build would take as up to date.
+  const std::string tmpPath = std::string(outPath) + ".tmp";
+  FILE* f = std::fopen(tmpPath.c_str(), "w");
+  if (f == nullptr) {
+    std::perror(tmpPath.c_str());
+    return 1;
+  }
+  std::fprintf(f,
+               "// Generated by props/gen/name_char_tables_gen.cpp from the Unicode data of ICU "
+               "%s.\n// Do not edit; change the generator instead.\n//\n"
+               "// Start set: u_isJavaIDStart; part set: u_isJavaIDPart. Single-byte rows map\n"
+               "// each byte through the code page; unmapped bytes are in neither set.\n//\n"
+               "// Rows not taken from ibm-<ccsid>:\n",
+               U_ICU_VERSION);
+  for (const RowSource& s : kRowSources) {
+    std::fprintf(f, "//   %5d <- %-24s %s\n", s.ccsid, icuNames[s.ccsid].c_str(), s.why);
+  }
+  std::fprintf(f, "//\n// %zu single-byte rows share %zu distinct pairs of sets.\n\n",
+               rows.size() - 4, pairs.size());
+  std::fprintf(f,
+               "#include \"props/name_char_table.h\"\n\n"
+               "namespace zxv::props {\n\nnamespace {\n\n");
+  std::fprintf(f, "alignas(64) constexpr uint64_t kUnicodeStart[%zu] = {", kUnicodeWords);
+  WriteWords(f, uniStart.data(), kUnicodeWords);
+  std::fprintf(f, "};\n\nalignas(64) constexpr uint64_t kUnicodePart[%zu] = {", kUnicodeWords);
+  WriteWords(f, uniPart.data(), kUnicodeWords);
+  std::fprintf(
+      f, "};\n\n// [pair][0 start, 1 part][word]\nconstexpr uint64_t kByteSets[%zu][2][%zu] = {\n",
+      pairs.size(), kByteWords);
+  for (const BytePair& p : pairs) {
+    std::fprintf(
+        f, "    {{0x%016llxULL, 0x%016llxULL, 0x%016llxULL, 0x%016llxULL},\n",
+        static_cast<unsigned long long>(p.first[0]), static_cast<unsigned long long>(p.first[1]),
+        static_cast<unsigned long long>(p.first[2]), static_cast<unsigned long long>(p.first[3]));
+    std::fprintf(
+        f, "     {0x%016llxULL, 0x%016llxULL, 0x%016llxULL, 0x%016llxULL}},\n",
+        static_cast<unsigned long long>(p.second[0]), static_cast<unsigned long long>(p.second[1]),
+        static_cast<unsigned long long>(p.second[2]), static_cast<unsigned long long>(p.second[3]));
+  }
+  std::fprintf(f, "};\n\n}  // namespace\n\n");
+  std::fprintf(f, "extern const size_t kNameCharByteSetPairs = %zu;\n\n", pairs.size());
+  std::fprintf(f, "extern const NameCharRow kNameCharTable[kNameCharRowCount + 1] = {\n");
+  for (const Row& r : rows) {
+    if (r.unicode) {
+      std::fprintf(f, "    {%d, NameCharForm::%s, kUnicodeStart, kUnicodePart},\n", r.ccsid,
+                   r.ccsid == 1208 ? "kUtf8" : "kUcs2");
+    } else {
+      std::fprintf(f, "    {%d, NameCharForm::%s, kByteSets[%zu][0], kByteSets[%zu][1]},\n",
+                   r.ccsid, r.form == Form::kAscii ? "kAsciiByte" : "kEbcdicByte", r.pair, r.pair);
+    }
+  }
+  std::fprintf(f, "    {0, NameCharForm::kAsciiByte, nullptr, nullptr},\n};\n\n");
+  std::fprintf(f, "}  // namespace zxv::props\n");
+  if (std::fclose(f) != 0 || std::rename(tmpPath.c_str(), outPath) != 0) {
+    std::perror(outPath);
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: name_char_tables_gen <output.cpp>\n");
+    return 2;
+  }
+  const int rc = Generate(argv[1]);
+  u_cleanup();
+  return rc;
+}
