@@ -19,7 +19,7 @@ extern char** environ;
 
 namespace {
 
-struct Run {
+struct ZxvuRun {
   std::string out;
   std::string err;
   int status = -1;  // exit status, or -1 when the child did not exit normally
@@ -43,12 +43,12 @@ std::string slurp(const std::string& path) {
 }
 
 // Runs zxvu with `args`, stdout and stderr into temporary files.
-Run run_zxvu(const std::vector<std::string>& args) {
+ZxvuRun run_zxvu(const std::vector<std::string>& args) {
   char out_path[] = "/tmp/zxvu_test_out_XXXXXX";
   char err_path[] = "/tmp/zxvu_test_err_XXXXXX";
   const int out_fd = mkstemp(out_path);
   const int err_fd = mkstemp(err_path);
-  Run r;
+  ZxvuRun r;
   if (out_fd < 0 || err_fd < 0) {
     ADD_FAILURE() << "mkstemp failed";
     return r;
@@ -97,7 +97,7 @@ std::string describe(const std::vector<std::string>& args) {
 void check_cases(const std::vector<Case>& cases) {
   for (const Case& c : cases) {
     SCOPED_TRACE(describe(c.args));
-    const Run r = run_zxvu(c.args);
+    const ZxvuRun r = run_zxvu(c.args);
     EXPECT_EQ(r.status, c.status);
     EXPECT_EQ(r.out, c.out);
     if (c.last_err.empty()) {
@@ -155,7 +155,7 @@ TEST(ZxvuNamesCheck, OtherKinds) {
 
 TEST(ZxvuNamesCheck, NameIsCutToTheFieldWidth) {
   // 17 alphanumerics: the 16-byte installation field holds the first 16.
-  const Run r = run_zxvu({"names", "check", "--kind", "installation", "ABCDEFGHIJKLMNOPQ"});
+  const ZxvuRun r = run_zxvu({"names", "check", "--kind", "installation", "ABCDEFGHIJKLMNOPQ"});
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.out, "valid\n");
   EXPECT_NE(r.err.find("first 16 of 17"), std::string::npos) << r.err;
@@ -193,7 +193,7 @@ TEST(ZxvuTopic, EscapeLiteralizeValidate) {
       {{"topic", "escape", "abc"}, 0, "abc\n", ""},
       {{"topic", "escape", "%%"}, 0, "%%%%\n", ""},
       {{"topic", "escape", ""}, 0, "\n", ""},
-      {{"topic", "escape", "--hex", "61 00 3f"}, 0, "61003f\n", ""},
+      {{"topic", "escape", "--hex", "61 00 3f"}, 0, "6100253f\n", ""},
       {{"topic", "escape", "--hex", "613f"}, 0, "61253f\n", ""},
       {{"topic", "literalize", "%%%%"}, 0, "%%\n", ""},
       {{"topic", "literalize", "a%*b%?"}, 0, "a*b?\n", ""},
@@ -249,7 +249,7 @@ TEST(ZxvuUsage, MalformedCommandLinesExitTwo) {
   };
   for (const auto& args : bad) {
     SCOPED_TRACE(describe(args));
-    const Run r = run_zxvu(args);
+    const ZxvuRun r = run_zxvu(args);
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(r.out, "");
     EXPECT_FALSE(r.err.empty());
@@ -270,14 +270,14 @@ TEST(ZxvuUsage, HelpEverywhere) {
   };
   for (const auto& args : helps) {
     SCOPED_TRACE(describe(args));
-    const Run r = run_zxvu(args);
+    const ZxvuRun r = run_zxvu(args);
     EXPECT_EQ(r.status, 0);
     EXPECT_NE(r.out.find("Usage:"), std::string::npos) << r.out;
   }
 }
 
 TEST(ZxvuDemo, RunsEverySectionAndExitsZero) {
-  const Run r = run_zxvu({"demo"});
+  const ZxvuRun r = run_zxvu({"demo"});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "");
   for (const char* title :
