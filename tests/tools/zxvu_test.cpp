@@ -220,7 +220,7 @@ TEST(ZxvuTopic, LiteralizeConvertsOtherCcsids) {
        "\"string\":\"A\"}\n",
        ""},
       // Bytes that are not UTF-8 cannot be converted.
-      {{"topic", "literalize", "--ccsid", "1200", "--hex", "00"}, 1, "", "reason 24"},
+      {{"topic", "literalize", "--ccsid", "1200", "--hex", "00"}, 1, "", kTopicError},
   });
 }
 

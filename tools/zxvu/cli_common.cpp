@@ -66,7 +66,7 @@ const CLI::Validator& number_validator() {
         if (parse_u32(input)) return {};
         return "'" + input + "' is not a 32-bit number (decimal or 0x hex)";
       },
-      "NUMBER", "number");
+      "", "number");
   return kNumber;
 }
 

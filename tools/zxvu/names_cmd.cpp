@@ -154,7 +154,7 @@ void add_names_commands(CLI::App& parent, Action& action) {
       "Place NAME in a blank-padded field of the kind's width (object, qmgr and profile 48, "
       "installation 16) and judge it. Prints 'valid', 'valid asterisk=<pos>' (kind object with "
       "option 0x2 and a '*' in the name) or 'invalid'.");
-  check->add_option("--kind", check_opts->kind, "object, qmgr, installation or profile")
+  check->add_option("--kind", check_opts->kind, "Kind of name")
       ->required()
       ->check(CLI::IsMember({"object", "qmgr", "installation", "profile"}));
   CLI::Option* options_opt =
@@ -163,6 +163,7 @@ void add_names_commands(CLI::App& parent, Action& action) {
                        "Object-name option bits, decimal or 0x hex: 0x1 all-blank accepted, 0x2 "
                        "one trailing '*' accepted, 0x4 '.' and '/' refused, 0x8 '-' accepted "
                        "(not first)")
+          ->type_name("N")
           ->check(number_validator());
   check->add_flag("--json", check_opts->json, "Print the verdict as a JSON object");
   check->add_option("NAME", check_opts->name, "The name (use -- before a name starting with '-')")
@@ -175,14 +176,16 @@ void add_names_commands(CLI::App& parent, Action& action) {
   auto map_opts = std::make_shared<MapRcOptions>();
   CLI::App* map_rc = names->add_subcommand(
       "map-rc", "Map an internal return code to its one-byte form, or a byte back to the code");
-  CLI::Option_group* direction = map_rc->add_option_group("direction", "Exactly one of");
+  CLI::Option_group* direction = map_rc->add_option_group("direction", "Direction of the mapping");
   direction
       ->add_option("--to-8bit", map_opts->to_8bit,
                    "A 32-bit return code; prints its one-byte form in hex")
+      ->type_name("CODE")
       ->check(number_validator());
   direction
       ->add_option("--from-8bit", map_opts->from_8bit,
                    "A one-byte form; prints the 32-bit return code it stands for")
+      ->type_name("BYTE")
       ->check(number_validator());
   direction->require_option(1);
   map_rc->callback([map_opts, &action] { action = [map_opts] { return run_map_rc(*map_opts); }; });

@@ -155,6 +155,7 @@ void add_topic_commands(CLI::App& parent, Action& action) {
       ->add_option("--ccsid", opts->ccsid,
                    "CCSID of STRING's bytes (default 1208, UTF-8); with another CCSID the bytes "
                    "are converted to UTF-8 first")
+      ->type_name("N")
       ->check(CLI::Range(1, 65535));
   literalize->add_flag("--json", opts->json,
                        "Print the result with its length, CCSID and buffer length as JSON");
