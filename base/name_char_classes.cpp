@@ -54,6 +54,11 @@ constexpr CharClassTable kObjectNameClass = BuildObjectNameClass();
 constexpr CharClassTable kInstallationNameClass = BuildInstallationNameClass();
 constexpr CharClassTable kProfileClass = BuildProfileClass();
 
+// The checks compare padding against blanks directly: the blank must be the
+// only byte of its class.
+static_assert(CountOf(kObjectNameClass, CharClass::kBlank) == 1);
+static_assert(CountOf(kInstallationNameClass, CharClass::kBlank) == 1);
+static_assert(CountOf(kProfileClass, CharClass::kBlank) == 1);
 static_assert(CountOf(kObjectNameClass, CharClass::kName) == 64);
 static_assert(kObjectNameClass[0] == CharClass::kInvalid);
 static_assert(CountOf(kInstallationNameClass, CharClass::kName) == 62);

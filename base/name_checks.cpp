@@ -1,6 +1,8 @@
 // Name validity checks over the class tables.
 #include "base/name_checks.h"
 
+#include <cstring>
+
 #include "base/name_char_classes.h"
 #include "base/name_fn_numbers.h"
 #include "zxvxcs2/xcs_trace.h"
@@ -11,12 +13,14 @@ namespace {
 
 constexpr int32_t kNoAsterisk = -1;
 
-// True when every byte of name[from, end) is a blank of `table`.
-bool BlanksOnly(const CharClassTable& table, const char* name, int from, int end) {
-  for (int q = from; q < end; ++q) {
-    if (ClassOf(table, name[q]) != CharClass::kBlank) return false;
-  }
-  return true;
+// True when every byte of name[from, end) is a blank. The blank is the only
+// byte of class kBlank in every table, so one comparison serves them all.
+bool BlanksOnly(const char* name, int from, int end) {
+  static constexpr char kBlanks[KW_OBJECT_NAME_LENGTH + 1] =
+      "                                                ";
+  static_assert(sizeof kBlanks == KW_OBJECT_NAME_LENGTH + 1 &&
+                kBlanks[KW_OBJECT_NAME_LENGTH - 1] == ' ');
+  return from >= end || std::memcmp(name + from, kBlanks, static_cast<size_t>(end - from)) == 0;
 }
 
 // The object-name scan behind CheckObjectName and CheckQueueManagerName.
@@ -24,6 +28,9 @@ bool BlanksOnly(const CharClassTable& table, const char* name, int from, int end
 Rc ScanObjectName(const char* name, int32_t options, int32_t* asterisk) {
   *asterisk = kNoAsterisk;
   for (int p = 0; p < KW_OBJECT_NAME_LENGTH; ++p) {
+    // Most bytes are plain name characters: skip them in a tight loop.
+    while (p < KW_OBJECT_NAME_LENGTH && ClassOf(kObjectNameClass, name[p]) == CharClass::kName) ++p;
+    if (p == KW_OBJECT_NAME_LENGTH) break;
     const CharClass cls = ClassOf(kObjectNameClass, name[p]);
     switch (cls) {
       case CharClass::kName:
@@ -42,7 +49,7 @@ Rc ScanObjectName(const char* name, int32_t options, int32_t* asterisk) {
     }
     // A blank or '*' ends the name: only blanks may follow, so a '*' must be
     // the last non-blank character and a NUL in the padding is refused.
-    if (!BlanksOnly(kObjectNameClass, name, p + 1, KW_OBJECT_NAME_LENGTH)) {
+    if (!BlanksOnly(name, p + 1, KW_OBJECT_NAME_LENGTH)) {
       return ZXVRC_INVALID_NAME;
     }
     if (cls == CharClass::kBlank) {
@@ -86,9 +93,7 @@ Rc CheckInstallationName(const char* name) {
         return ZXVRC_OK;
       case CharClass::kBlank:
         // Blanks may only pad: a NUL after a blank is refused too.
-        return BlanksOnly(kInstallationNameClass, name, p + 1, KW_INSTALLATION_NAME_LENGTH)
-                   ? ZXVRC_OK
-                   : ZXVRC_INVALID_NAME;
+        return BlanksOnly(name, p + 1, KW_INSTALLATION_NAME_LENGTH) ? ZXVRC_OK : ZXVRC_INVALID_NAME;
       default:
         return ZXVRC_INVALID_NAME;
     }
@@ -103,7 +108,7 @@ Rc CheckProfile(const char* profile) {
     const CharClass cls = ClassOf(kProfileClass, profile[p]);
     if (cls == CharClass::kName) continue;
     if (cls != CharClass::kBlank || p == 0) return ZXVRC_INVALID_NAME;
-    if (!BlanksOnly(kProfileClass, profile, p + 1, kLen)) return ZXVRC_INVALID_NAME;
+    if (!BlanksOnly(profile, p + 1, kLen)) return ZXVRC_INVALID_NAME;
     break;
   }
 

@@ -90,8 +90,22 @@ bool EscapeIsValid(const char* data, size_t at, size_t length, uint32_t fn) {
   return true;
 }
 
+// Index of the first '%', '*' or '?' in data[0, length), or length. Most
+// topic strings hold none, so whole words are tested first.
 size_t FirstEscapable(const char* data, size_t length) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHighs = 0x8080808080808080ull;
+  // Non-zero when some byte of `word` equals `b` (no false positives).
+  auto has_byte = [](uint64_t word, char b) {
+    const uint64_t x = word ^ (kOnes * static_cast<uint8_t>(b));
+    return (x - kOnes) & ~x & kHighs;
+  };
   size_t i = 0;
+  for (; i + sizeof(uint64_t) <= length; i += sizeof(uint64_t)) {
+    uint64_t word;
+    std::memcpy(&word, data + i, sizeof word);
+    if (has_byte(word, '%') | has_byte(word, '*') | has_byte(word, '?')) break;
+  }
   while (i < length && !IsTopicEscapable(static_cast<uint8_t>(data[i]))) ++i;
   return i;
 }
@@ -208,10 +222,13 @@ Rc LiteralizeTopic(LiteralTopic* topic, Outcome* outcome) {
 
 bool ValidateTopic(int32_t options, uint32_t length, const char* string) {
   if (!(options & ZUT_TOPIC_ESCAPED) || length == 0 || string == nullptr) return true;
-  for (size_t i = 0; i < length; ++i) {
-    if (string[i] != kEscape) continue;
+  size_t i = 0;
+  while (i < length) {
+    const void* found = std::memchr(string + i, kEscape, length - i);
+    if (found == nullptr) break;
+    i = static_cast<size_t>(static_cast<const char*>(found) - string);
     if (!EscapeIsValid(string, i, length, kFnValidateTopicString)) return false;
-    ++i;  // the escaped byte is taken as it stands
+    i += 2;  // the escaped byte is taken as it stands
   }
   return true;
 }
