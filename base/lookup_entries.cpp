@@ -204,7 +204,7 @@ Rc Get(xihTHREAD* t, Table* table, uint32_t flags, const Key& k, void** ppObject
     return zutLURC_NOT_FOUND;
   }
   const bool lock = !IsIterating(t, table) && !HoldsWriteLock(t, table);
-  if (lock) ZXV_RETURN_IF_ERROR(Lock(t, table, kReadLock, 0));
+  if (lock) ZXV_RETURN_IF_ERROR(LockForRead(t, table));
 
   Entry* e = nullptr;
   bool fromCache = false;
@@ -231,7 +231,7 @@ Rc Get(xihTHREAD* t, Table* table, uint32_t flags, const Key& k, void** ppObject
     }
     object = e->object;
   }
-  if (lock) Unlock(t, table, kReadLock);
+  if (lock) UnlockForRead(table);
   xtr_parms(kComponent, fn, "pEntry=%p *ppObject=%p UseCount=%d FromCache=%d",
             static_cast<void*>(e), object, uses, fromCache ? 1 : 0);
   if (e == nullptr) {
@@ -254,12 +254,12 @@ Rc Release(xihTHREAD* t, Table* table, Entry* e, KWLONG* pUseCount, KWLONG* pSti
   // would ever free it.
   const bool iterating = IsIterating(t, table);
   const bool lock = !iterating && !HoldsWriteLock(t, table);
-  if (lock) ZXV_RETURN_IF_ERROR(Lock(t, table, kReadLock, 0));
+  if (lock) ZXV_RETURN_IF_ERROR(LockForRead(t, table));
   int32_t count = 0;
   bool freeNow = false;
   Rc rc = ReleaseUse(e, &count, &freeNow);
   const bool inTable = (e->state & kStateRemovalDeferred) == 0;
-  if (lock) Unlock(t, table, kReadLock);
+  if (lock) UnlockForRead(table);
   if (pUseCount != nullptr) *pUseCount = rc == ZXVRC_OK ? count : 0;
   if (pStillInTable != nullptr) *pStillInTable = inTable ? 1 : 0;
   if (rc != ZXVRC_OK || !freeNow) return rc;

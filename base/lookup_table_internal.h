@@ -78,11 +78,19 @@ struct IterationFrame {
   IterationFrame* outer;
 };
 
+// Padding keeps the fields that readers write (the lock counters and the
+// cache) off the cache lines of the fields that every reader only reads
+// (Capacity, the bucket arrays), so that readers on different cores do not
+// take those lines from each other. 64 bytes of padding separate two fields
+// whatever the block's alignment.
+inline constexpr size_t kLinePad = 64;
+
 struct Table {
   float LoadFactor;
   uint32_t Capacity;
   uint32_t Size;
   xcsMUTEX* mutex;  // "LookupMutex", recursive
+  char padBeforeCounters[kLinePad];
   std::atomic<uint32_t> Accessors;
   std::atomic<uint32_t> WriteRequested;  // thread id of the writer, 0 when none
   std::atomic<uint32_t> UnlockedAccessors;
@@ -93,6 +101,7 @@ struct Table {
   uint64_t SleepCount;
   uint64_t LoopCount;
   uint64_t writeLockCount;
+  char padAfterCounters[kLinePad];
   // Written only by the thread that runs the walk, compared by every thread
   // against itself; a thread can only ever see its own pointer here if it
   // stored it, so relaxed access is enough.
@@ -101,10 +110,12 @@ struct Table {
   Entry** keyLast;
   Entry** idFirst;  // null until the first identifier is generated
   Entry** idLast;
+  char padBeforeCache[kLinePad];
   // Written by readers under the read lock; what it points to is kept alive
   // by the lock (a writer clears it before freeing the entry), so relaxed
   // access is enough.
   std::atomic<Entry*> cache;
+  char padAfterCache[kLinePad];
   Entry* listHead;
   Entry* listTail;
   IterationFrame* iteration;  // innermost running walk, its cursor first
@@ -132,10 +143,11 @@ int32_t StringHash(const char* s, uint32_t length);
 
 // k mod capacity for k >= 0, (-k) mod capacity for k < 0.
 inline uint32_t BucketOf(int32_t key, uint32_t capacity) {
-  // Negate in 64 bits: -INT32_MIN does not fit in 32.
-  int64_t k = key;
-  uint64_t magnitude = static_cast<uint64_t>(k < 0 ? -k : k);
-  return static_cast<uint32_t>(magnitude % capacity);
+  // Negated as unsigned, so that INT32_MIN gives 2^31; a 32-bit division
+  // is much cheaper than a 64-bit one on every get.
+  const uint32_t k = static_cast<uint32_t>(key);
+  const uint32_t magnitude = key < 0 ? 0u - k : k;
+  return magnitude % capacity;
 }
 
 // ---- Calling-thread identity ----
@@ -149,6 +161,28 @@ inline constexpr int32_t kWriteLock = zutLU_WRITE_LOCK;
 
 Rc Lock(xihTHREAD* t, Table* table, int32_t lockType, uint32_t options);
 Rc Unlock(xihTHREAD* t, Table* table, int32_t lockType);
+
+// The read lock for a caller that knows it is neither the writer nor the
+// iterating thread (a get or a release): the common case, where no writer
+// is about, inline; anything else through Lock. Same protocol and memory
+// orders as Lock (see lookup_lock.cpp).
+inline Rc LockForRead(xihTHREAD* t, Table* table) {
+  table->Accessors.fetch_add(1, std::memory_order_seq_cst);
+  if (table->DeleteRequested.load(std::memory_order_seq_cst) == 0 &&
+      table->WriteRequested.load(std::memory_order_seq_cst) == 0) {
+    table->UnlockedAccessors.fetch_add(1, std::memory_order_seq_cst);
+    if (table->WriteRequested.load(std::memory_order_seq_cst) == 0) return ZXVRC_OK;
+    table->UnlockedAccessors.fetch_sub(1, std::memory_order_seq_cst);
+  }
+  table->Accessors.fetch_sub(1, std::memory_order_release);
+  return Lock(t, table, kReadLock, 0);
+}
+
+// Gives back a read lock taken by LockForRead (or Lock).
+inline void UnlockForRead(Table* table) {
+  table->UnlockedAccessors.fetch_sub(1, std::memory_order_release);
+  table->Accessors.fetch_sub(1, std::memory_order_release);
+}
 
 // True when the calling thread is the registered writer.
 inline bool HoldsWriteLock(const xihTHREAD* t, const Table* table) {
