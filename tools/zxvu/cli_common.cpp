@@ -116,7 +116,8 @@ void print_bytes(std::string_view bytes, bool hex) {
   if (hex) {
     fmt::print("{}\n", to_hex(bytes));
   } else {
-    std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+    // An empty result may come back as a null pointer.
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), stdout);
     std::fputc('\n', stdout);
   }
 }
