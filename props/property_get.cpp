@@ -89,7 +89,7 @@ KWLONG EnsureCursor(ZRFCURSOR** cursor) {
 // Keeps a copy of the name just returned; the buffer grows to the larger of
 // 256 bytes and twice the name.
 KWLONG RecordInCursor(ZRFCURSOR** cursorSlot, const uint8_t* name, uint32_t nameLength,
-                      int32_t ccsid) {
+                      int32_t ccsid, uint32_t nodeOffset) {
   if (const KWLONG reason = EnsureCursor(cursorSlot); reason != KWRC_NONE) return reason;
   ZRFCURSOR* cursor = *cursorSlot;
   if (nameLength > cursor->Capacity) {
@@ -104,6 +104,7 @@ KWLONG RecordInCursor(ZRFCURSOR** cursorSlot, const uint8_t* name, uint32_t name
   std::memcpy(cursor->pName, name, nameLength);
   cursor->NameLength = nameLength;
   cursor->NameCCSID = ccsid;
+  cursor->NodeOffset = nodeOffset;
   return KWRC_NONE;
 }
 
@@ -145,13 +146,22 @@ KWLONG BrowseStart(const ZRFPAL* pal, const ZRFCURSOR* cursor, const Pattern& pa
   if (!Matches(pattern, name.data, name.length)) return KWRC_NONE;
   const LocateResult where = LocateNode(list, name.data, name.length);
   if (where.damaged) return DamagedList(pal, __FILE__, kProbeDamaged, "Property node damaged");
-  *start = where.offset;
+  *continuing = true;
   if (where.found) {
     NodeView node;
     DecodeNode(ListBytes(list) + where.offset, list->StrucLen - where.offset, &node);
-    *start += node.length;
+    *start = where.offset + node.length;
+    return KWRC_NONE;
   }
-  *continuing = true;
+  // The property has gone: go on at the first node at or after where it
+  // was, which is the one that moved into its place.
+  *start = list->StrucLen;
+  ForEachNode(list, [&](const NodeView& node) {
+    const uint32_t offset = static_cast<uint32_t>(node.node - ListBytes(list));
+    if (offset < cursor->NodeOffset) return true;
+    *start = offset;
+    return false;
+  });
   return KWRC_NONE;
 }
 
@@ -194,7 +204,7 @@ KWLONG GetNamed(KWLONG options, const ZRFPAL* pal, ZRFCURSOR** cursor, const uin
       return DamagedList(pal, __FILE__, kProbeDamaged, "Property node damaged");
     }
     if (Matches(pattern, node.name, node.name_length)) {
-      reason = RecordInCursor(cursor, node.name, node.name_length, list->CCSID);
+      reason = RecordInCursor(cursor, node.name, node.name_length, list->CCSID, offset);
       if (reason != KWRC_NONE) return reason;
       FillInfoFromNode(list, node, info);
       return KWRC_NONE;
@@ -233,7 +243,7 @@ KWLONG GetWithBrowse(KWLONG options, const ZRFPAL* pal, const KWMD* md, ZRFCURSO
         KWLONG reason =
             ReadDescriptorProperty(*md, *mapping, wanted, wantedLength, wantedCcsid, &found);
         if (reason == KWRC_NONE && !underCursor) {
-          reason = RecordInCursor(cursor, wanted, wantedLength, wantedCcsid);
+          reason = RecordInCursor(cursor, wanted, wantedLength, wantedCcsid, 0);
         }
         if (reason == KWRC_NONE) {
           *info = found;

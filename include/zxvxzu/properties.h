@@ -213,6 +213,8 @@ typedef struct ZRFCURSOR {
   KWULONG Capacity;
   KWULONG NameLength;
   KWLONG NameCCSID;
+  KWULONG NodeOffset; /* where the property's node was: a browse continues at
+                         the first node from here when it has been deleted */
 } ZRFCURSOR;
 
 /* What a get found. Pointers point into the list, into the descriptor for a
@@ -389,7 +391,7 @@ ZXV_API KWLONG zrfGetProperty2(const ZRFPAL* pPAL, const KWMD* pMsgDesc, const v
  * ("%" alone matches all). Without ZRF_GET_BROWSE_NEXT, or when the cursor's
  * name does not match the pattern, the browse starts at the first node;
  * otherwise it continues after the cursor's property (or, when that was
- * deleted meanwhile, at the place where it would be). The property found is
+ * deleted meanwhile, at the node that took its place). The property found is
  * recorded in the cursor, which is created on first use (*ppCursor null).
  * With ZRF_GET_UNDER_CURSOR the cursor's property is read again. 2471 when
  * nothing (further) matches; 2071/2102/2195 when the cursor cannot be
