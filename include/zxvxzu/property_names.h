@@ -216,11 +216,11 @@ ZXV_EXTERN_C_BEGIN
 
 /* Checks a property name of `nameLength` bytes written in `ccsid`.
  *
- * `ccsidType` (ZRF_CCSIDTYPE_*) gives the byte order of a UCS-2 name (LUCS2 or
- * BUCS2; any other value means least significant byte first, the machine's
- * order) and the family whose full stop separates name parts; a type that
- * does not fit the CCSID (0, or EBCDIC for a UTF-8 CCSID) is replaced by the
- * CCSID's own family.
+ * The CCSID decides how the name is read: 1208 as UTF-8, 1200, 13488 and
+ * 17584 as UCS-2, every other row byte by byte with the full stop of its code
+ * page (0x2E, or 0x4B for EBCDIC). `ccsidType` (ZRF_CCSIDTYPE_*) only gives
+ * the byte order of a UCS-2 name: BUCS2 most significant byte first, any
+ * other value least significant byte first (the machine's order).
  *
  * The characters are checked first (UTF-8 names are decoded to UCS-2; four-byte
  * forms, malformed and overlong sequences are refused), then the reserved
