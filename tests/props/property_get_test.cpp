@@ -110,6 +110,17 @@ TEST_F(PropertyGetTest, CursorSurvivesChangesToTheList) {
   EXPECT_EQ(Browse("a.%", ZRF_GET_BROWSE_NEXT, &reason), "a.x");
 }
 
+TEST_F(PropertyGetTest, VerifyOptionChecksTheListFirst) {
+  pal_.pProps->PropsLen += 1;
+  EXPECT_EQ(zrfGetPropertyWithBrowse(static_cast<KWLONG>(ZRF_GET_VERIFY), &pal_, &md_, &cursor_,
+                                     "b", 1, 1208, &work_, &info_, &cc_, &rc_),
+            KWRC_UNEXPECTED_ERROR);
+  EXPECT_EQ(
+      zrfGetPropertyWithBrowse(0, &pal_, &md_, &cursor_, "b", 1, 1208, &work_, &info_, &cc_, &rc_),
+      KWRC_NONE);
+  pal_.pProps->PropsLen -= 1;
+}
+
 TEST_F(PropertyGetTest, BrowseCursorAllocationFailureIsReported) {
   KWLONG reason;
   xcsInjectAllocFailure(1, xcsRC_RESOURCE_PROBLEM, 0);

@@ -108,6 +108,17 @@ TEST_F(WholeListTest, CcsidChangeRoundTripsAndConvertsNamesAndText) {
   EXPECT_EQ(InUse(pal_), original);
 }
 
+TEST_F(WholeListTest, GroupsFollowTheTwoByteFullStopInUcs2Lists) {
+  ASSERT_EQ(PutInt("a.x", 0), KWRC_NONE);
+  ASSERT_EQ(PutInt("b", 0), KWRC_NONE);
+  ASSERT_EQ(zrfChangePropertiesCCSID(&pal_, 1200, &cc_, &rc_), KWRC_NONE);
+  EXPECT_EQ(pal_.pProps->CCSIDType, 4);
+  EXPECT_EQ(0, std::memcmp(FirstNode() + 15, "a\0.\0x\0", 6));
+  ASSERT_EQ(PutInt("a.y", 0), KWRC_NONE);  // given in UTF-8, stored in UCS-2
+  ASSERT_EQ(zrfChangePropertiesCCSID(&pal_, 1208, &cc_, &rc_), KWRC_NONE);
+  EXPECT_EQ(Names(), (Names_t{"a.x", "a.y", "b"}));
+}
+
 TEST_F(WholeListTest, UnconvertibleValueGives2119AndNoChange) {
   ASSERT_EQ(PutString("price", "10 \xE2\x82\xAC"), KWRC_NONE);  // euro sign
   const std::vector<uint8_t> before = InUse(pal_);
