@@ -46,8 +46,7 @@ void Dump(const Table* table, const char* prefix, const char* trailer, DebugWrit
   w.Line("%s  Capacity:            %u\n", p, table->Capacity);
   w.Line("%s  Size    :            %u\n", p, table->Size);
   w.Line("%s  Accessors:           %u\n", p, table->Accessors.load(std::memory_order_relaxed));
-  w.Line("%s  WriteRequested:      %u\n", p,
-         table->WriteRequested.load(std::memory_order_relaxed));
+  w.Line("%s  WriteRequested:      %u\n", p, table->WriteRequested.load(std::memory_order_relaxed));
   w.Line("%s  UnlockedAccessors:   %u\n", p,
          table->UnlockedAccessors.load(std::memory_order_relaxed));
   w.Line("%s  DeleteRequested:     %d\n", p,

@@ -104,8 +104,8 @@ int32_t NextIdentifier(Table* table) {
 }
 
 // Put, both forms. Runs under the write lock from step 5 on.
-Rc PutLocked(Table* table, uint32_t flags, Entry* e, const Key& k, hLookEntry* phEntry,
-             uint32_t fn, bool* keepEntry) {
+Rc PutLocked(Table* table, uint32_t flags, Entry* e, const Key& k, hLookEntry* phEntry, uint32_t fn,
+             bool* keepEntry) {
   *keepEntry = false;
   const bool generate = (flags & zutLUF_GENERATE_ID) != 0;
   const bool createdIdBuckets = generate && table->idFirst == nullptr;
@@ -155,8 +155,8 @@ Rc PutLocked(Table* table, uint32_t flags, Entry* e, const Key& k, hLookEntry* p
   return ZXVRC_OK;
 }
 
-Rc Put(xihTHREAD* t, Table* table, uint32_t flags, const Key& k, void* object,
-       hLookEntry* phEntry, uint32_t fn) {
+Rc Put(xihTHREAD* t, Table* table, uint32_t flags, const Key& k, void* object, hLookEntry* phEntry,
+       uint32_t fn) {
   if (table == nullptr) return Misuse(kProbePutNoTable, "Put without a lookup table");
   if (IsIterating(t, table)) {
     return Misuse(kProbePutFromCallback,
@@ -190,8 +190,8 @@ void ClearGetOutputs(void** ppObject, KWLONG* pUseCount, hLookEntry* phEntry) {
   if (phEntry != nullptr) *phEntry = nullptr;
 }
 
-Rc Get(xihTHREAD* t, Table* table, uint32_t flags, const Key& k, void** ppObject,
-       KWLONG* pUseCount, hLookEntry* phEntry, uint32_t fn) {
+Rc Get(xihTHREAD* t, Table* table, uint32_t flags, const Key& k, void** ppObject, KWLONG* pUseCount,
+       hLookEntry* phEntry, uint32_t fn) {
   if ((flags & zutLUF_USE_COUNT) != 0 && phEntry == nullptr) {
     return Misuse(kProbeGetUseCount, "zutLUF_USE_COUNT flag without providing return pointers");
   }
@@ -385,8 +385,8 @@ extern "C" ZXV_API ZXVRC zutLookupGetString(ZUT_THREAD pThread, hLook table, KWU
   lu::Key k;
   ZXVRC rc = lu::StringKey(length, string, &k);
   if (rc == ZXVRC_OK) {
-    rc = lu::Get(lu::ThreadOrCurrent(pThread), lu::FromHandle(table), flags, k, ppObject,
-                 pUseCount, phEntry, lu::kFnGetString);
+    rc = lu::Get(lu::ThreadOrCurrent(pThread), lu::FromHandle(table), flags, k, ppObject, pUseCount,
+                 phEntry, lu::kFnGetString);
   }
   xtr_FNC_retcode(kComponent, lu::kFnGetString, rc);
   return rc;

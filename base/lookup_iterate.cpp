@@ -11,8 +11,8 @@ enum : uint32_t {
   kProbeIterateNoLock = 402,
 };
 
-Rc Iterate(xihTHREAD* t, Table* table, uint32_t flags, zutLOOKUP_CALLBACK callback,
-           void* context1, void* context2) {
+Rc Iterate(xihTHREAD* t, Table* table, uint32_t flags, zutLOOKUP_CALLBACK callback, void* context1,
+           void* context2) {
   if (table == nullptr || callback == nullptr) {
     return Misuse(kProbeIterateArgs, "Iterate without a table or a callback");
   }

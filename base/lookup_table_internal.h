@@ -27,7 +27,7 @@ inline constexpr Rc kRcNotWriter = zutLURC_NOT_WRITER;
 // State bits of an entry.
 inline constexpr uint32_t kStateRemovalDeferred = 0x1;  // removed while in use
 inline constexpr uint32_t kStateDeleted = 0x2;          // invisible to a get by key
-inline constexpr uint32_t kStateIdOnly = 0x4;  // in the identifier buckets only
+inline constexpr uint32_t kStateIdOnly = 0x4;           // in the identifier buckets only
 
 // Trace function numbers.
 inline constexpr uint32_t kFnCreate = kFnBaseLookup + 0;

@@ -26,6 +26,7 @@ constexpr int kKeys = 10000;
 constexpr int kThreads = 2;
 constexpr size_t kStringLength = 48;
 constexpr size_t kSequence = 1 << 14;  // per-thread precomputed key order
+constexpr float kLoadFactor = 0.75f;
 
 int g_objects[kKeys];
 
@@ -55,8 +56,11 @@ struct Data {
       std::mt19937 rng(77 + t);
       for (size_t n = 0; n < kSequence; ++n) order[t].push_back(static_cast<int>(rng() % kKeys));
     }
-    zutLookupCreateEx(nullptr, kKeys, 0.75f, &intTable);
-    zutLookupCreateEx(nullptr, kKeys, 0.75f, &stringTable);
+    // Sized for the keys, as a caller that knows its population would, so
+    // that no growth happens while filling (the maps size themselves too).
+    const KWULONG capacity = static_cast<KWULONG>(kKeys / kLoadFactor) + 1;
+    zutLookupCreateEx(nullptr, capacity, kLoadFactor, &intTable);
+    zutLookupCreateEx(nullptr, capacity, kLoadFactor, &stringTable);
     for (int i = 0; i < kKeys; ++i) {
       zutLookupPut(nullptr, intTable, 0, IntKey(i), &g_objects[i], nullptr);
       zutLookupPutString(nullptr, stringTable, 0, kStringLength, names[i].data(), &g_objects[i],
@@ -102,8 +106,7 @@ void RunLookup(benchmark::State& state, Mix mix, KeyKind kind) {
       if (IsWrite(mix, n)) {
         zutLookupPutString(self, d.stringTable, 0, kStringLength, name, &g_objects[i], nullptr);
       } else {
-        zutLookupGetString(self, d.stringTable, 0, kStringLength, name, &object, nullptr,
-                           nullptr);
+        zutLookupGetString(self, d.stringTable, 0, kStringLength, name, &object, nullptr, nullptr);
       }
     }
     benchmark::DoNotOptimize(object);
@@ -196,21 +199,28 @@ int main(int argc, char** argv) {
                                  [wp](benchmark::State& s) { RunLookup(s, wp->mix, wp->kind); })
         ->Threads(kThreads)
         ->UseRealTime();
-    benchmark::RegisterBenchmark((base + "/shared_mutex_map").c_str(), [wp](benchmark::State& s) {
-      RunMap<std::shared_mutex, std::shared_lock<std::shared_mutex>>(s, wp->mix, wp->kind,
-                                                                     D().shared);
-    })->Threads(kThreads)->UseRealTime();
-    benchmark::RegisterBenchmark((base + "/mutex_map").c_str(), [wp](benchmark::State& s) {
-      RunMap<std::mutex, std::unique_lock<std::mutex>>(s, wp->mix, wp->kind, D().plain);
-    })->Threads(kThreads)->UseRealTime();
+    benchmark::RegisterBenchmark((base + "/shared_mutex_map").c_str(),
+                                 [wp](benchmark::State& s) {
+                                   RunMap<std::shared_mutex, std::shared_lock<std::shared_mutex>>(
+                                       s, wp->mix, wp->kind, D().shared);
+                                 })
+        ->Threads(kThreads)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark((base + "/mutex_map").c_str(),
+                                 [wp](benchmark::State& s) {
+                                   RunMap<std::mutex, std::unique_lock<std::mutex>>(
+                                       s, wp->mix, wp->kind, D().plain);
+                                 })
+        ->Threads(kThreads)
+        ->UseRealTime();
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   SummaryReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
 
-  std::printf("\n%-18s %14s %14s %14s %9s %9s\n", "workload (2 thr)", "zutLookup/s",
-              "shared_mtx/s", "mutex/s", "vs shared", "vs mutex");
+  std::printf("\n%-18s %14s %14s %14s %9s %9s\n", "workload (2 thr)", "zutLookup/s", "shared_mtx/s",
+              "mutex/s", "vs shared", "vs mutex");
   for (const Workload& w : kWorkloads) {
     const std::string base = w.name;
     double rate[3];

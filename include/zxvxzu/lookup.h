@@ -63,12 +63,14 @@ typedef struct zutLOOKUPENTRY* hLookEntry;
 
 /* Result codes. */
 #define zutLURC_OK ZXVRC_OK
-#define zutLURC_NOT_FOUND ZXVRC_NOT_FOUND                 /* 0x0080520C */
-#define zutLURC_REPLACED ((ZXVRC)0x20805215u)             /* put replaced a live entry's object */
-#define zutLURC_REMOVAL_DEFERRED ((ZXVRC)0x10805216u)     /* entry in use; freed at its last release */
-#define zutLURC_MISUSE ZXVRC_MISUSE                       /* 0x20805214, with a failure record */
-#define zutLURC_FREE_REFUSED ((ZXVRC)0x40406109u)         /* other threads are inside the table */
-#define zutLURC_NOT_WRITER ((ZXVRC)0x20806013u)           /* write unlock by a non-writer */
+#define zutLURC_NOT_FOUND ZXVRC_NOT_FOUND     /* 0x0080520C */
+#define zutLURC_REPLACED ((ZXVRC)0x20805215u) /* put replaced a live entry's object */
+#define zutLURC_REMOVAL_DEFERRED                                                             \
+  ((ZXVRC)0x10805216u)                            /* entry in use; freed at its last release \
+                                                   */
+#define zutLURC_MISUSE ZXVRC_MISUSE               /* 0x20805214, with a failure record */
+#define zutLURC_FREE_REFUSED ((ZXVRC)0x40406109u) /* other threads are inside the table */
+#define zutLURC_NOT_WRITER ((ZXVRC)0x20806013u)   /* write unlock by a non-writer */
 
 /* Walk callback: called once per entry in insertion order, under the
  * table's write lock, with the entry's key, object and handle and the two

@@ -4,7 +4,6 @@
 // changed.
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "tests/base/lookup_test_util.h"
 
@@ -21,121 +20,105 @@ void NoOp(ZUT_THREAD, hLook, KWLONG, void*, hLookEntry, void*, void*, KWULONG*) 
 
 struct MisuseCase {
   const char* name;
-  std::function<ZXVRC(hLook table, hLookEntry live)> call;
+  ZXVRC (*call)(hLook t, hLookEntry e);  // e: an entry with key 5 and no use
   ZXVRC rc;
-  const char* comment;
+  const char* comment;  // null: checked by prefix below
 };
+
+// One refused call per line: CALL(expression using t and e).
+#define CALL(expr)                     \
+  [](hLook t, hLookEntry e) -> ZXVRC { \
+    (void)t;                           \
+    (void)e;                           \
+    return expr;                       \
+  }
+
+hLookEntry EntryAb(hLook t) {
+  hLookEntry ab = nullptr;
+  zutLookupGetString(nullptr, t, 0, 2, "ab", nullptr, nullptr, &ab);
+  return ab;
+}
+
+ZXVRC ReleaseUnused(hLook t, hLookEntry e) {
+  KWLONG uses = -7;
+  ZXVRC rc = zutLookupRelease(nullptr, t, 0, e, &uses, nullptr);
+  EXPECT_EQ(uses, 0);  // the count stays at 0
+  return rc;
+}
 
 class LookupMisuse : public LookupFixture {};
 
+// clang-format off
+const MisuseCase kMisuses[] = {
+  {"create without output", CALL(zutLookupCreateEx(nullptr, 10, 0.75f, nullptr)),
+   zutLURC_MISUSE, "Create without a return pointer"},
+  {"put without table", CALL(zutLookupPut(nullptr, nullptr, 0, 1, &object, nullptr)),
+   zutLURC_MISUSE, "Put without a lookup table"},
+  {"put use count, no entry ptr", CALL(zutLookupPut(nullptr, t, zutLUF_USE_COUNT, 1, &object, nullptr)),
+   zutLURC_MISUSE, "zutLUF_USE_COUNT flag without providing an entry handle ptr"},
+  {"put id only, no generate", CALL(zutLookupPut(nullptr, t, zutLUF_ID_ONLY, 1, &object, nullptr)),
+   zutLURC_MISUSE, "zutLUF_ID_ONLY flag without zutLUF_GENERATE_ID"},
+  {"put empty string", CALL(zutLookupPutString(nullptr, t, 0, 0, "x", &object, nullptr)),
+   zutLURC_MISUSE, "Invalid string key"},
+  {"put null string", CALL(zutLookupPutString(nullptr, t, 0, 3, nullptr, &object, nullptr)),
+   zutLURC_MISUSE, "Invalid string key"},
+  {"get use count, no entry ptr", CALL(zutLookupGet(nullptr, t, zutLUF_USE_COUNT, 5, nullptr, nullptr, nullptr)),
+   zutLURC_MISUSE, "zutLUF_USE_COUNT flag without providing return pointers"},
+  {"get by entry, no entry", CALL(zutLookupGet(nullptr, t, zutLUF_BY_ENTRY, 5, nullptr, nullptr, nullptr)),
+   zutLURC_MISUSE, "zutLUF_BY_ENTRY flag without an entry handle"},
+  {"get negative length", CALL(zutLookupGetString(nullptr, t, 0, -1, "ab", nullptr, nullptr, nullptr)),
+   zutLURC_MISUSE, "Invalid string key"},
+  {"release without table", CALL(zutLookupRelease(nullptr, nullptr, 0, e, nullptr, nullptr)),
+   zutLURC_MISUSE, "Release without a table or an entry handle"},
+  {"release without entry", CALL(zutLookupRelease(nullptr, t, 0, nullptr, nullptr, nullptr)),
+   zutLURC_MISUSE, "Release without a table or an entry handle"},
+  {"release with no use held", ReleaseUnused, zutLURC_MISUSE, "Negative Use Count"},
+  {"remove without table", CALL(zutLookupRemove(nullptr, nullptr, 0, 5, nullptr)),
+   zutLURC_MISUSE, "Remove without a lookup table"},
+  {"remove handle, other key", CALL(zutLookupRemove(nullptr, t, 0, 6, e)),
+   zutLURC_MISUSE, "Identifier does not match entry"},
+  {"remove handle, other identifier", CALL(zutLookupRemove(nullptr, t, zutLUF_BY_ID, 5, e)),
+   zutLURC_MISUSE, "Identifier does not match entry"},
+  {"remove string handle, anagram", CALL(zutLookupRemoveString(nullptr, t, 0, 2, "ba", EntryAb(t))),
+   zutLURC_MISUSE, "Identifier does not match entry"},
+  {"remove empty string", CALL(zutLookupRemoveString(nullptr, t, 0, 0, "", nullptr)),
+   zutLURC_MISUSE, "Invalid string key"},
+  {"iterate without callback", CALL(zutLookupIterate(nullptr, t, 0, nullptr, nullptr, nullptr)),
+   zutLURC_MISUSE, "Iterate without a table or a callback"},
+  {"iterate without table", CALL(zutLookupIterate(nullptr, nullptr, 0, NoOp, nullptr, nullptr)),
+   zutLURC_MISUSE, "Iterate without a table or a callback"},
+  {"iterate no lock, not held", CALL(zutLookupIterate(nullptr, t, zutLUF_NO_LOCK, NoOp, nullptr, nullptr)),
+   zutLURC_MISUSE, "zutLUF_NO_LOCK flag without holding the write lock"},
+  {"move without entry", CALL(zutLookupMove(nullptr, t, nullptr, e)),
+   zutLURC_MISUSE, "Move without a table or an entry handle"},
+  {"move without new key", CALL(zutLookupMove(nullptr, t, e, nullptr)),
+   zutLURC_MISUSE, "Move without a table or an entry handle"},
+  {"lock type 3", CALL(zutLookupLock(nullptr, t, 3, 0)), zutLURC_MISUSE, "Invalid lock type"},
+  {"unlock type 0", CALL(zutLookupUnlock(nullptr, t, 0)), zutLURC_MISUSE, "Invalid lock type"},
+  {"unlock read not held", CALL(zutLookupUnlock(nullptr, t, zutLU_READ_LOCK)),
+   zutLURC_MISUSE, "Unlock of a read lock that is not held"},
+  {"lock without table", CALL(zutLookupLock(nullptr, nullptr, zutLU_READ_LOCK, 0)),
+   zutLURC_MISUSE, "Lock without a lookup table"},
+  {"unlock without table", CALL(zutLookupUnlock(nullptr, nullptr, zutLU_READ_LOCK)),
+   zutLURC_MISUSE, "Unlock without a lookup table"},
+  {"free without table", CALL(zutLookupFree(nullptr, nullptr)),
+   zutLURC_MISUSE, "Free without a lookup table"},
+  {"debug without table", CALL(zutLookupDebug(nullptr, nullptr, "", "", nullptr, nullptr)),
+   zutLURC_MISUSE, "Debug without a lookup table"},
+  {"write unlock, no writer", CALL(zutLookupUnlock(nullptr, t, zutLU_WRITE_LOCK)),
+   zutLURC_NOT_WRITER, nullptr},
+};
+// clang-format on
+#undef CALL
+
 TEST_F(LookupMisuse, EachMisuseHasItsCodeAndFailureRecord) {
-  hLookEntry live = nullptr;
-  ASSERT_EQ(PutS("ab", &object, 0, &live), zutLURC_OK);
+  hLookEntry ab = nullptr;
+  ASSERT_EQ(PutS("ab", &object, 0, &ab), zutLURC_OK);
   hLookEntry fresh = nullptr;
-  ASSERT_EQ(Put(5, &object, 0, &fresh), zutLURC_OK);  // use count 0
-  const std::string kStale = "Write unlock by thread ";
+  ASSERT_EQ(Put(5, &object, 0, &fresh), zutLURC_OK);
+  const std::string kNotWriter = "Write unlock by thread ";
 
-  const MisuseCase cases[] = {
-      {"create without output", [](hLook, hLookEntry) {
-         return zutLookupCreateEx(nullptr, 10, 0.75f, nullptr);
-       }, zutLURC_MISUSE, "Create without a return pointer"},
-      {"put without table", [](hLook, hLookEntry) {
-         return zutLookupPut(nullptr, nullptr, 0, 1, &object, nullptr);
-       }, zutLURC_MISUSE, "Put without a lookup table"},
-      {"put use count without entry ptr", [](hLook t, hLookEntry) {
-         return zutLookupPut(nullptr, t, zutLUF_USE_COUNT, 1, &object, nullptr);
-       }, zutLURC_MISUSE, "zutLUF_USE_COUNT flag without providing an entry handle ptr"},
-      {"put id only without generate", [](hLook t, hLookEntry) {
-         return zutLookupPut(nullptr, t, zutLUF_ID_ONLY, 1, &object, nullptr);
-       }, zutLURC_MISUSE, "zutLUF_ID_ONLY flag without zutLUF_GENERATE_ID"},
-      {"put empty string", [](hLook t, hLookEntry) {
-         return zutLookupPutString(nullptr, t, 0, 0, "x", &object, nullptr);
-       }, zutLURC_MISUSE, "Invalid string key"},
-      {"put null string", [](hLook t, hLookEntry) {
-         return zutLookupPutString(nullptr, t, 0, 3, nullptr, &object, nullptr);
-       }, zutLURC_MISUSE, "Invalid string key"},
-      {"get use count without entry ptr", [](hLook t, hLookEntry) {
-         KWLONG uses;
-         return zutLookupGet(nullptr, t, zutLUF_USE_COUNT, 5, nullptr, &uses, nullptr);
-       }, zutLURC_MISUSE, "zutLUF_USE_COUNT flag without providing return pointers"},
-      {"get by entry without entry", [](hLook t, hLookEntry) {
-         hLookEntry none = nullptr;
-         return zutLookupGet(nullptr, t, zutLUF_BY_ENTRY, 5, nullptr, nullptr, &none);
-       }, zutLURC_MISUSE, "zutLUF_BY_ENTRY flag without an entry handle"},
-      {"get negative string length", [](hLook t, hLookEntry) {
-         return zutLookupGetString(nullptr, t, 0, -1, "ab", nullptr, nullptr, nullptr);
-       }, zutLURC_MISUSE, "Invalid string key"},
-      {"release without table", [](hLook, hLookEntry e) {
-         return zutLookupRelease(nullptr, nullptr, 0, e, nullptr, nullptr);
-       }, zutLURC_MISUSE, "Release without a table or an entry handle"},
-      {"release without entry", [](hLook t, hLookEntry) {
-         return zutLookupRelease(nullptr, t, 0, nullptr, nullptr, nullptr);
-       }, zutLURC_MISUSE, "Release without a table or an entry handle"},
-      {"release with no use held", [](hLook t, hLookEntry e) {
-         KWLONG uses = -7;
-         ZXVRC rc = zutLookupRelease(nullptr, t, 0, e, &uses, nullptr);
-         EXPECT_EQ(uses, 0);
-         return rc;
-       }, zutLURC_MISUSE, "Negative Use Count"},
-      {"remove without table", [](hLook, hLookEntry) {
-         return zutLookupRemove(nullptr, nullptr, 0, 5, nullptr);
-       }, zutLURC_MISUSE, "Remove without a lookup table"},
-      {"remove handle with other key", [](hLook t, hLookEntry e) {
-         return zutLookupRemove(nullptr, t, 0, 6, e);
-       }, zutLURC_MISUSE, "Identifier does not match entry"},
-      {"remove handle by other identifier", [](hLook t, hLookEntry e) {
-         return zutLookupRemove(nullptr, t, zutLUF_BY_ID, 5, e);  // it has no identifier
-       }, zutLURC_MISUSE, "Identifier does not match entry"},
-      {"remove string handle with anagram", [](hLook t, hLookEntry) {
-         hLookEntry ab = nullptr;
-         zutLookupGetString(nullptr, t, 0, 2, "ab", nullptr, nullptr, &ab);
-         return zutLookupRemoveString(nullptr, t, 0, 2, "ba", ab);
-       }, zutLURC_MISUSE, "Identifier does not match entry"},
-      {"remove empty string", [](hLook t, hLookEntry) {
-         return zutLookupRemoveString(nullptr, t, 0, 0, "", nullptr);
-       }, zutLURC_MISUSE, "Invalid string key"},
-      {"iterate without callback", [](hLook t, hLookEntry) {
-         return zutLookupIterate(nullptr, t, 0, nullptr, nullptr, nullptr);
-       }, zutLURC_MISUSE, "Iterate without a table or a callback"},
-      {"iterate without table", [](hLook, hLookEntry) {
-         return zutLookupIterate(nullptr, nullptr, 0, NoOp, nullptr, nullptr);
-       }, zutLURC_MISUSE, "Iterate without a table or a callback"},
-      {"iterate no lock without lock", [](hLook t, hLookEntry) {
-         return zutLookupIterate(nullptr, t, zutLUF_NO_LOCK, NoOp, nullptr, nullptr);
-       }, zutLURC_MISUSE, "zutLUF_NO_LOCK flag without holding the write lock"},
-      {"move without entry", [](hLook t, hLookEntry e) {
-         return zutLookupMove(nullptr, t, nullptr, e);
-       }, zutLURC_MISUSE, "Move without a table or an entry handle"},
-      {"move without new key", [](hLook t, hLookEntry e) {
-         return zutLookupMove(nullptr, t, e, nullptr);
-       }, zutLURC_MISUSE, "Move without a table or an entry handle"},
-      {"lock type 3", [](hLook t, hLookEntry) {
-         return zutLookupLock(nullptr, t, 3, 0);
-       }, zutLURC_MISUSE, "Invalid lock type"},
-      {"unlock type 0", [](hLook t, hLookEntry) {
-         return zutLookupUnlock(nullptr, t, 0);
-       }, zutLURC_MISUSE, "Invalid lock type"},
-      {"unlock read not held", [](hLook t, hLookEntry) {
-         return zutLookupUnlock(nullptr, t, zutLU_READ_LOCK);
-       }, zutLURC_MISUSE, "Unlock of a read lock that is not held"},
-      {"lock without table", [](hLook, hLookEntry) {
-         return zutLookupLock(nullptr, nullptr, zutLU_READ_LOCK, 0);
-       }, zutLURC_MISUSE, "Lock without a lookup table"},
-      {"unlock without table", [](hLook, hLookEntry) {
-         return zutLookupUnlock(nullptr, nullptr, zutLU_READ_LOCK);
-       }, zutLURC_MISUSE, "Unlock without a lookup table"},
-      {"free without table", [](hLook, hLookEntry) {
-         return zutLookupFree(nullptr, nullptr);
-       }, zutLURC_MISUSE, "Free without a lookup table"},
-      {"debug without table", [](hLook, hLookEntry) {
-         return zutLookupDebug(nullptr, nullptr, "", "", nullptr, nullptr);
-       }, zutLURC_MISUSE, "Debug without a lookup table"},
-      {"write unlock without writer", [](hLook t, hLookEntry) {
-         return zutLookupUnlock(nullptr, t, zutLU_WRITE_LOCK);
-       }, zutLURC_NOT_WRITER, nullptr},
-  };
-
-  for (const MisuseCase& c : cases) {
+  for (const MisuseCase& c : kMisuses) {
     SCOPED_TRACE(c.name);
     const uint32_t records = xcsFailureRecordCount();
     const uint32_t size = H()->Size;
@@ -147,7 +130,7 @@ TEST_F(LookupMisuse, EachMisuseHasItsCodeAndFailureRecord) {
     if (c.comment != nullptr) {
       EXPECT_EQ(r.comment, c.comment);
     } else {
-      EXPECT_EQ(r.comment.rfind(kStale, 0), 0u) << r.comment;
+      EXPECT_EQ(r.comment.rfind(kNotWriter, 0), 0u) << r.comment;
     }
     // The table is left as it was.
     EXPECT_EQ(H()->Size, size);
@@ -172,8 +155,8 @@ struct Snapshot {
 
 Snapshot Take(hLook t) {
   const zxv::lookup::Table* h = Header(t);
-  return {h->Size, h->Capacity, h->CurrentIdentifier, h->Wrapped, h->idFirst != nullptr,
-          xcsOutstandingBlocks()};
+  return {h->Size,    h->Capacity,           h->CurrentIdentifier,
+          h->Wrapped, h->idFirst != nullptr, xcsOutstandingBlocks()};
 }
 
 void ExpectSame(const Snapshot& a, const Snapshot& b) {
@@ -200,8 +183,7 @@ int FailEachAllocation(hLook t, const std::function<ZXVRC()>& put, KWLONG key, K
     EXPECT_EQ(rc, code);
     ExpectSame(Take(t), before);
     void* found = nullptr;
-    EXPECT_EQ(zutLookupGet(nullptr, t, getFlags, key, &found, nullptr, nullptr),
-              zutLURC_NOT_FOUND);
+    EXPECT_EQ(zutLookupGet(nullptr, t, getFlags, key, &found, nullptr, nullptr), zutLURC_NOT_FOUND);
     // Out of storage is passed back quietly; other allocator codes are
     // written as a failure record.
     const bool quiet = code != xcsRC_RESOURCE_PROBLEM;
@@ -246,8 +228,8 @@ TEST_F(LookupMisuse, PutFailsCleanlyAtEachAllocation) {
   // the growth. A failure takes the entry out again and drops the new
   // identifier arrays.
   EXPECT_EQ(FailEachAllocation(
-                table_, [&] { return Put(11, &object, zutLUF_GENERATE_ID | zutLUF_ID_ONLY); },
-                101, zutLUF_BY_ID, xcsRC_STORAGE_NOT_AVAILABLE_2),
+                table_, [&] { return Put(11, &object, zutLUF_GENERATE_ID | zutLUF_ID_ONLY); }, 101,
+                zutLUF_BY_ID, xcsRC_STORAGE_NOT_AVAILABLE_2),
             7);
   EXPECT_EQ(H()->Capacity, 7u);
   for (int k = 3; k <= 5; ++k) ASSERT_EQ(Put(k, &object), zutLURC_OK);
@@ -262,10 +244,10 @@ TEST_F(LookupMisuse, PutFailsCleanlyAtEachAllocation) {
   const std::string key = "some.queue";
   KWLONG hash = 0;
   for (char c : key) hash += static_cast<int8_t>(c);
-  EXPECT_EQ(FailEachAllocation(
-                table_, [&] { return PutS(key, &object); }, hash, 0,
-                xcsRC_STORAGE_NOT_AVAILABLE_TRACE),
-            1);
+  EXPECT_EQ(
+      FailEachAllocation(
+          table_, [&] { return PutS(key, &object); }, hash, 0, xcsRC_STORAGE_NOT_AVAILABLE_TRACE),
+      1);
   EXPECT_EQ(GetS(key), &object);
 }
 

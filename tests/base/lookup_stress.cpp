@@ -50,8 +50,8 @@ std::string StringKey(int slot) {
 ZXVRC Get(hLook t, int slot, KWULONG flags, void** obj, KWLONG* uses, hLookEntry* e) {
   if (ByString(slot)) {
     std::string k = StringKey(slot);
-    return zutLookupGetString(nullptr, t, flags, static_cast<KWLONG>(k.size()), k.data(), obj,
-                              uses, e);
+    return zutLookupGetString(nullptr, t, flags, static_cast<KWLONG>(k.size()), k.data(), obj, uses,
+                              e);
   }
   return zutLookupGet(nullptr, t, flags, kIntKeyBase + slot, obj, uses, e);
 }
@@ -176,8 +176,8 @@ struct Owner {
           // Half the walks hold a use per entry; those do not remove, since
           // their own use would hide the last release from the owner.
           const bool holdUses = op % 2 == 0;
-          EXPECT_EQ(zutLookupIterate(nullptr, table, holdUses ? zutLUF_USE_COUNT : 0, Visit,
-                                     this, holdUses ? nullptr : this),
+          EXPECT_EQ(zutLookupIterate(nullptr, table, holdUses ? zutLUF_USE_COUNT : 0, Visit, this,
+                                     holdUses ? nullptr : this),
                     zutLURC_OK);
           ++walks;
         }
@@ -232,8 +232,8 @@ TEST(LookupStress, ManyThreadsKeepTheInvariants) {
   ASSERT_EQ(zutLookupIterate(nullptr, table, 0, CountAndCheck, &walked, nullptr), zutLURC_OK);
   EXPECT_EQ(walked, present);
   EXPECT_GT(deferred, 0) << "no removal met a use; the run proved little";
-  std::printf("puts %ld removes %ld (deferred %ld) walks %ld gets %ld capacity %u\n", puts,
-              removes, deferred, walks, gets, h->Capacity);
+  std::printf("puts %ld removes %ld (deferred %ld) walks %ld gets %ld capacity %u\n", puts, removes,
+              deferred, walks, gets, h->Capacity);
 
   for (Owner& o : owners) {
     for (int i = 0; i < kKeysPerThread; ++i) {

@@ -22,9 +22,17 @@ struct CapacityCase {
 };
 
 TEST(LookupCapacity, RequestGetsFirstPrimeAtOrAbove) {
-  const CapacityCase cases[] = {{0, 2},     {1, 2},         {2, 2},          {4, 5},
-                                {100, 101}, {101, 101},     {102, 113},      {181693, 181693},
-                                {181694, 199873}, {1000000, 199873}, {0xFFFFFFFFu, 199873}};
+  const CapacityCase cases[] = {{0, 2},
+                                {1, 2},
+                                {2, 2},
+                                {4, 5},
+                                {100, 101},
+                                {101, 101},
+                                {102, 113},
+                                {181693, 181693},
+                                {181694, 199873},
+                                {1000000, 199873},
+                                {0xFFFFFFFFu, 199873}};
   for (const CapacityCase& c : cases) {
     hLook t = nullptr;
     ASSERT_EQ(zutLookupCreateEx(nullptr, c.requested, 0.75f, &t), zutLURC_OK);
@@ -132,9 +140,9 @@ TEST_F(LookupFixture, GetReportsUseCountAndCache) {
 
   // By entry: no search, the handle given is the answer.
   got = put;
-  ASSERT_EQ(zutLookupGet(nullptr, table_, zutLUF_BY_ENTRY | zutLUF_USE_COUNT, 0, &object, &uses,
-                         &got),
-            zutLURC_OK);
+  ASSERT_EQ(
+      zutLookupGet(nullptr, table_, zutLUF_BY_ENTRY | zutLUF_USE_COUNT, 0, &object, &uses, &got),
+      zutLURC_OK);
   EXPECT_EQ(uses, 3);
   for (int i = 0; i < 3; ++i) {
     ASSERT_EQ(zutLookupRelease(nullptr, table_, 0, put, &uses, nullptr), zutLURC_OK);
@@ -150,10 +158,27 @@ TEST_F(LookupFixture, GeneratedIdentifiersStartAt101) {
   EXPECT_EQ(EntryOf(a)->identifier, 101);
   EXPECT_EQ(EntryOf(b)->identifier, 102);
   EXPECT_EQ(Get(102, zutLUF_BY_ID), &objects[2]);
-  EXPECT_EQ(Get(101, zutLUF_BY_ID), &objects[1]);
   EXPECT_EQ(Get(2, zutLUF_BY_ID), nullptr);  // a key is not an identifier
   EXPECT_EQ(zutLookupRemove(nullptr, table_, zutLUF_BY_ID, 101, nullptr), zutLURC_OK);
   EXPECT_EQ(Get(1), nullptr);
+}
+
+TEST_F(LookupFixture, IdentifiersWrapAndThenSkipThoseInUse) {
+  hLookEntry e = nullptr;
+  H()->CurrentIdentifier = INT32_MAX - 1;
+  ASSERT_EQ(Put(1, &objects[1], zutLUF_GENERATE_ID, &e), zutLURC_OK);
+  EXPECT_EQ(EntryOf(e)->identifier, INT32_MAX);
+  EXPECT_EQ(H()->Wrapped, 0);
+  // Plant 100 and 101 (before a wrap nothing is checked) ...
+  H()->CurrentIdentifier = 99;
+  ASSERT_EQ(Put(2, &objects[2], zutLUF_GENERATE_ID, &e), zutLURC_OK);
+  ASSERT_EQ(EntryOf(e)->identifier, 100);
+  ASSERT_EQ(Put(3, &objects[3], zutLUF_GENERATE_ID, &e), zutLURC_OK);
+  // ... then wrap: 100 and 101 are taken, 102 is the first free one.
+  H()->CurrentIdentifier = INT32_MAX;
+  ASSERT_EQ(Put(4, &objects[4], zutLUF_GENERATE_ID, &e), zutLURC_OK);
+  EXPECT_EQ(H()->Wrapped, 1);
+  EXPECT_EQ(EntryOf(e)->identifier, 102);
 }
 
 TEST_F(LookupFixture, ByIdWithoutIdentifierBucketsIsNotFound) {
@@ -175,31 +200,6 @@ TEST_F(LookupFixture, IdentifierOnlyEntriesAreInvisibleByKey) {
   // Left in the table: zutLookupFree must free them (the fixture checks).
 }
 
-TEST_F(LookupFixture, IdentifiersWrapAndSkipThoseInUse) {
-  hLookEntry last = nullptr;
-  H()->CurrentIdentifier = INT32_MAX - 1;
-  ASSERT_EQ(Put(1, &objects[1], zutLUF_GENERATE_ID, &last), zutLURC_OK);
-  EXPECT_EQ(EntryOf(last)->identifier, INT32_MAX);
-  EXPECT_EQ(H()->Wrapped, 0);
-
-  // Before the first wrap nothing is checked; after it, values that an
-  // entry still carries are skipped. Plant 100 and 101 by hand.
-  hLookEntry e100 = nullptr;
-  hLookEntry e101 = nullptr;
-  H()->CurrentIdentifier = 99;
-  ASSERT_EQ(Put(2, &objects[2], zutLUF_GENERATE_ID, &e100), zutLURC_OK);
-  ASSERT_EQ(Put(3, &objects[3], zutLUF_GENERATE_ID, &e101), zutLURC_OK);
-  ASSERT_EQ(EntryOf(e100)->identifier, 100);
-  ASSERT_EQ(EntryOf(e101)->identifier, 101);
-
-  H()->CurrentIdentifier = INT32_MAX;
-  hLookEntry wrapped = nullptr;
-  ASSERT_EQ(Put(4, &objects[4], zutLUF_GENERATE_ID, &wrapped), zutLURC_OK);
-  EXPECT_EQ(H()->Wrapped, 1);
-  EXPECT_EQ(EntryOf(wrapped)->identifier, 102);
-  EXPECT_EQ(Get(102, zutLUF_BY_ID), &objects[4]);
-}
-
 TEST_F(LookupFixture, RemoveInUseIsDeferredUntilLastRelease) {
   TraceCapture trace;
   hLookEntry e = nullptr;
@@ -210,8 +210,8 @@ TEST_F(LookupFixture, RemoveInUseIsDeferredUntilLastRelease) {
 
   EXPECT_EQ(zutLookupRemove(nullptr, table_, 0, 7, nullptr), zutLURC_REMOVAL_DEFERRED);
   EXPECT_TRUE(trace.Contains("Removal deferred. UseCount=2"));
-  EXPECT_EQ(H()->Size, 1u);      // still counted
-  EXPECT_EQ(Get(7), nullptr);    // but gone for gets
+  EXPECT_EQ(H()->Size, 1u);                                                 // still counted
+  EXPECT_EQ(Get(7), nullptr);                                               // but gone for gets
   EXPECT_EQ(zutLookupRemove(nullptr, table_, 0, 7, e), zutLURC_NOT_FOUND);  // removed already
 
   KWLONG inTable = -1;
@@ -222,18 +222,13 @@ TEST_F(LookupFixture, RemoveInUseIsDeferredUntilLastRelease) {
   EXPECT_EQ(uses, 0);
   EXPECT_EQ(inTable, 0);
   EXPECT_EQ(H()->Size, 0u);  // the entry is freed now; the fixture checks for leaks
-}
 
-TEST_F(LookupFixture, ReleaseOfLiveEntryReportsStillInTable) {
-  hLookEntry e = nullptr;
+  // A live entry's last release leaves it in the table.
   ASSERT_EQ(PutS("queue", &objects[1], zutLUF_USE_COUNT, &e), zutLURC_OK);
-  KWLONG uses = -1;
-  KWLONG inTable = -1;
   ASSERT_EQ(zutLookupRelease(nullptr, table_, 0, e, &uses, &inTable), zutLURC_OK);
   EXPECT_EQ(uses, 0);
   EXPECT_EQ(inTable, 1);
-  EXPECT_EQ(zutLookupRemoveString(nullptr, table_, 0, 5, "queue", e), zutLURC_OK);
-  EXPECT_EQ(H()->Size, 0u);
+  EXPECT_EQ(GetS("queue"), &objects[1]);
 }
 
 TEST_F(LookupFixture, TableFreedWithDeferredEntryFreesItToo) {
@@ -247,75 +242,62 @@ TEST_F(LookupFixture, TableFreedWithDeferredEntryFreesItToo) {
 
 struct Visit {
   std::vector<KWLONG> keys;
-  int removeOn = -1;      // remove the entry with this key from its callback
-  int removeOther = -1;   // ... or this other one
-  int stopAfter = -1;     // set the stop bit on this key
-  ZXVRC putRc = 0;        // result of a put tried from the callback
+  KWLONG removeAt = -1;  // on this key's callback remove `victim`
+  KWLONG victim = -1;    // (the key itself: the entry being visited)
+  KWLONG stopAt = -1;    // on this key's callback set the stop bit
   bool tryPut = false;
+  ZXVRC putRc = 0;
   ZXVRC getRc = 0;
-  KWLONG useCountSeen = 0;
 };
 
-void Visitor(ZUT_THREAD t, hLook table, KWLONG key, void* object, hLookEntry entry, void* c1,
-             void*, KWULONG* stop) {
-  (void)object;
+void Visitor(ZUT_THREAD t, hLook table, KWLONG key, void*, hLookEntry entry, void* c1, void*,
+             KWULONG* stop) {
   auto* v = static_cast<Visit*>(c1);
   v->keys.push_back(key);
-  v->useCountSeen = EntryOf(entry)->useCount.load();
-  v->getRc = zutLookupGet(t, table, 0, key, nullptr, nullptr, nullptr);
-  if (key == v->removeOn) zutLookupRemove(t, table, 0, key, entry);
-  if (key == v->removeOn && v->removeOther >= 0) {
-    zutLookupRemove(t, table, 0, v->removeOther, nullptr);
+  v->getRc = zutLookupGet(t, table, 0, key, nullptr, nullptr, nullptr);  // skips the lock
+  if (key == v->removeAt) {
+    zutLookupRemove(t, table, 0, v->victim, v->victim == key ? entry : nullptr);
   }
   if (v->tryPut) v->putRc = zutLookupPut(t, table, 0, 1000, nullptr, nullptr);
-  if (key == v->stopAfter) *stop |= zutLU_STOP_ITERATION;
+  if (key == v->stopAt) *stop |= zutLU_STOP_ITERATION;
 }
 
-TEST_F(LookupFixture, WalkFollowsInsertionOrder) {
-  for (int k : {5, 3, 9, 1}) ASSERT_EQ(Put(k, &objects[k]), zutLURC_OK);
-  Visit v;
-  ASSERT_EQ(zutLookupIterate(nullptr, table_, 0, Visitor, &v, nullptr), zutLURC_OK);
-  EXPECT_EQ(v.keys, (std::vector<KWLONG>{5, 3, 9, 1}));
-  EXPECT_EQ(v.getRc, zutLURC_OK);  // a get from the callback skips the lock
-  EXPECT_EQ(H()->iteratingThread.load(), nullptr);
-  EXPECT_EQ(H()->WriteRequested.load(), 0u);
-}
+struct WalkCase {
+  const char* name;
+  KWULONG flags;
+  KWLONG removeAt, victim, stopAt;
+  std::vector<KWLONG> visited;
+  uint32_t sizeAfter;
+};
 
-TEST_F(LookupFixture, WalkStopsOnStopBit) {
-  for (int k : {1, 2, 3}) ASSERT_EQ(Put(k, &objects[k]), zutLURC_OK);
-  Visit v;
-  v.stopAfter = 2;
-  ASSERT_EQ(zutLookupIterate(nullptr, table_, 0, Visitor, &v, nullptr), zutLURC_OK);
-  EXPECT_EQ(v.keys, (std::vector<KWLONG>{1, 2}));
-}
-
-TEST_F(LookupFixture, CallbackRemovingItsOwnEntryDoesNotStopTheWalk) {
-  for (int k : {1, 2, 3}) ASSERT_EQ(Put(k, &objects[k]), zutLURC_OK);
-  for (KWULONG flags : {0u, static_cast<KWULONG>(zutLUF_USE_COUNT)}) {
+TEST(LookupWalk, VisitsInInsertionOrderAndSurvivesRemovals) {
+  const WalkCase cases[] = {
+      {"plain", 0, -1, -1, -1, {4, 2, 3, 1}, 4},
+      {"stop bit", 0, -1, -1, 2, {4, 2}, 4},
+      {"callback removes its own entry", 0, 2, 2, -1, {4, 2, 3, 1}, 3},
+      {"... while the walk holds a use", zutLUF_USE_COUNT, 2, 2, -1, {4, 2, 3, 1}, 3},
+      {"callback removes the next entry", 0, 4, 2, -1, {4, 3, 1}, 3},
+      {"callback removes a visited entry", zutLUF_USE_COUNT, 3, 4, -1, {4, 2, 3, 1}, 3},
+  };
+  for (const WalkCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    const int64_t blocks = xcsOutstandingBlocks();
+    hLook t = nullptr;
+    ASSERT_EQ(zutLookupCreateEx(nullptr, 2, 0.75f, &t), zutLURC_OK);
+    for (int k : {4, 2, 3, 1}) ASSERT_EQ(zutLookupPut(nullptr, t, 0, k, &objects[k], nullptr), 0u);
     Visit v;
-    v.removeOn = 2;
-    ASSERT_EQ(zutLookupIterate(nullptr, table_, flags, Visitor, &v, nullptr), zutLURC_OK);
-    if (flags == 0) {
-      EXPECT_EQ(v.keys, (std::vector<KWLONG>{1, 2, 3}));
-      ASSERT_EQ(Put(2, &objects[2]), zutLURC_OK);  // back, now at the tail
-    } else {
-      EXPECT_EQ(v.keys, (std::vector<KWLONG>{1, 3, 2}));
-      EXPECT_EQ(v.useCountSeen, 1);  // the walk held a use on the last entry
-    }
+    v.removeAt = c.removeAt;
+    v.victim = c.victim;
+    v.stopAt = c.stopAt;
+    ASSERT_EQ(zutLookupIterate(nullptr, t, c.flags, Visitor, &v, nullptr), zutLURC_OK);
+    EXPECT_EQ(v.keys, c.visited);
+    EXPECT_EQ(v.getRc, zutLURC_OK);
+    EXPECT_EQ(Header(t)->Size, c.sizeAfter);
+    EXPECT_EQ(Header(t)->iteratingThread.load(), nullptr);
+    EXPECT_EQ(Header(t)->WriteRequested.load(), 0u);
+    EXPECT_EQ(zutLookupFree(nullptr, t), zutLURC_OK);
+    EXPECT_EQ(xcsOutstandingBlocks(), blocks);
   }
-  // Removed under the walk's use: deferred, then freed by the walk's release.
-  EXPECT_EQ(H()->Size, 2u);
-  EXPECT_EQ(Get(2), nullptr);
-}
-
-TEST_F(LookupFixture, CallbackRemovingTheNextEntryMovesTheCursor) {
-  for (int k : {1, 2, 3, 4}) ASSERT_EQ(Put(k, &objects[k]), zutLURC_OK);
-  Visit v;
-  v.removeOn = 1;
-  v.removeOther = 2;  // the cursor's entry
-  ASSERT_EQ(zutLookupIterate(nullptr, table_, 0, Visitor, &v, nullptr), zutLURC_OK);
-  EXPECT_EQ(v.keys, (std::vector<KWLONG>{1, 3, 4}));
-  EXPECT_EQ(H()->Size, 2u);
 }
 
 TEST_F(LookupFixture, PutFromCallbackIsRefused) {
@@ -333,7 +315,7 @@ TEST_F(LookupFixture, WalkUnderCallersWriteLock) {
   for (int k : {1, 2}) ASSERT_EQ(Put(k, &objects[k]), zutLURC_OK);
   ASSERT_EQ(zutLookupLock(nullptr, table_, zutLU_WRITE_LOCK, 0), zutLURC_OK);
   Visit v;
-  v.removeOn = 1;
+  v.removeAt = v.victim = 1;
   ASSERT_EQ(zutLookupIterate(nullptr, table_, zutLUF_NO_LOCK, Visitor, &v, nullptr), zutLURC_OK);
   EXPECT_EQ(v.keys, (std::vector<KWLONG>{1, 2}));
   EXPECT_EQ(H()->writeLockCount, 1u);
@@ -341,14 +323,14 @@ TEST_F(LookupFixture, WalkUnderCallersWriteLock) {
 }
 
 // A walk started from a callback nests: both cursors survive a removal.
-void NestedVisitor(ZUT_THREAD t, hLook table, KWLONG key, void*, hLookEntry, void* c1, void* c2,
+void NestedVisitor(ZUT_THREAD t, hLook table, KWLONG key, void*, hLookEntry, void* c1, void*,
                    KWULONG*) {
   auto* outer = static_cast<Visit*>(c1);
   outer->keys.push_back(key);
-  if (c2 == nullptr && key == 1) {
+  if (key == 1 && outer->keys.size() == 1) {
     Visit inner;
-    inner.removeOn = 3;
-    inner.removeOther = 2;
+    inner.removeAt = 3;
+    inner.victim = 2;  // the outer walk's cursor
     zutLookupIterate(t, table, 0, Visitor, &inner, nullptr);
     outer->keys.insert(outer->keys.end(), inner.keys.begin(), inner.keys.end());
   }
@@ -358,9 +340,9 @@ TEST_F(LookupFixture, NestedWalkKeepsOuterCursorValid) {
   for (int k : {1, 2, 3, 4}) ASSERT_EQ(Put(k, &objects[k]), zutLURC_OK);
   Visit v;
   ASSERT_EQ(zutLookupIterate(nullptr, table_, 0, NestedVisitor, &v, nullptr), zutLURC_OK);
-  // Outer 1, inner 1 2 3 (3 removes 3 and 2) 4, then outer goes on at 4.
-  EXPECT_EQ(v.keys, (std::vector<KWLONG>{1, 1, 2, 3, 4, 4}));
-  EXPECT_EQ(H()->Size, 2u);
+  // Outer 1; inner 1 2 3 (removing 2) 4; the outer walk goes on at 3.
+  EXPECT_EQ(v.keys, (std::vector<KWLONG>{1, 1, 2, 3, 4, 3, 4}));
+  EXPECT_EQ(H()->Size, 3u);
   EXPECT_EQ(H()->iteratingThread.load(), nullptr);
 }
 
@@ -413,10 +395,8 @@ TEST_F(LookupFixture, DebugDumpLinesCarryPrefixAndTrailer) {
   EXPECT_EQ(lines.front(), ">>{\n");
   EXPECT_EQ(lines[2], ">>  Capacity:            2\n");
   EXPECT_EQ(lines[3], ">>  Size    :            1\n");
-  EXPECT_EQ(lines[9], ">>  CurrentIdentifier:   100\n");
   EXPECT_EQ(lines[11], ">>  LoopCount            0\n");
   EXPECT_EQ(lines.back(), ">>}<<\n");
-
   TraceCapture trace;  // no output given: the lines go to the trace
   ASSERT_EQ(zutLookupDebug(nullptr, table_, "T:", nullptr, nullptr, nullptr), zutLURC_OK);
   EXPECT_TRUE(trace.Contains("T:  Capacity:            2"));

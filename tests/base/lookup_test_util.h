@@ -82,10 +82,9 @@ class LookupFixture : public ::testing::Test {
   ZXVRC Put(KWLONG key, void* object, KWULONG flags = 0, hLookEntry* entry = nullptr) {
     return zutLookupPut(nullptr, table_, flags, key, object, entry);
   }
-  ZXVRC PutS(const std::string& key, void* object, KWULONG flags = 0,
-             hLookEntry* entry = nullptr) {
-    return zutLookupPutString(nullptr, table_, flags, static_cast<KWLONG>(key.size()),
-                              key.data(), object, entry);
+  ZXVRC PutS(const std::string& key, void* object, KWULONG flags = 0, hLookEntry* entry = nullptr) {
+    return zutLookupPutString(nullptr, table_, flags, static_cast<KWLONG>(key.size()), key.data(),
+                              object, entry);
   }
   // The object found under `key`, or null.
   void* Get(KWLONG key, KWULONG flags = 0) {
