@@ -6,53 +6,64 @@
 // inquiring one reads the field. Which names map, onto which field and as
 // which property type:
 //
-// | names                                              | field            | off | width | kind |
-// type   | bit        |
-// |----------------------------------------------------|------------------|-----|-------|------------|--------|------------|
-// | Root.KWMD.Report                                   | Report           |   8 |  4    | int32 |
-// int32  | 0x00000001 | | JMS_ZOL_Report_COA / _COD / _Exception /           | Report           |
-// 8 |  4    | report bits| int32  | 0x00000001 | |   _Expiration / _PAN / _NAN / _Pass_Msg_ID / |
-// (the option's   |     |       |            |        |            | |   _Pass_Correl_ID /
-// _Discard_Msg                   |   bits only)     |     |       |            |        | | |
-// Root.KWMD.MsgType, JMS_ZOL_MsgType                 | MsgType          |  12 |  4    | int32 |
-// int32  | 0x00000002 | | Root.KWMD.Expiry                                   | Expiry           |
-// 16 |  4    | int32      | int32  | 0x00000004 | | Root.KWMD.Feedback, JMS_ZOL_Feedback | Feedback
-// |  20 |  4    | int32      | int32  | 0x00000008 | | Root.KWMD.Encoding, JMS_ZOL_Encoding |
-// Encoding         |  24 |  4    | int32      | int32  | 0x00000010 | | Root.KWMD.CodedCharSetId,
-// JMS_ZOL_Character_Set    | CodedCharSetId   |  28 |  4    | int32      | int32  | 0x00000020 | |
-// Root.KWMD.Format, JMS_ZOL_Format                   | Format           |  32 |  8    | string |
-// string | 0x00000040 | | Root.KWMD.Priority, JMSPriority, jms.Pri           | Priority         |
-// 40 |  4    | int32      | int32  | 0x00000080 | | Root.KWMD.Persistence | Persistence      |  44
-// |  4    | int32      | int32  | 0x00000100 | | Root.KWMD.MsgId, JMSMessageID | MsgId            |
-// 48 | 24    | bytes      | bytes  | 0x00000200 | | Root.KWMD.CorrelId, JMSCorrelationID, jms.Cid
-// | CorrelId         |  72 | 24    | bytes      | bytes  | 0x00000400 | | Root.KWMD.BackoutCount |
-// BackoutCount     |  96 |  4    | int32      | int32  | 0x00000800 | | JMSXDeliveryCount |
-// BackoutCount     |  96 |  4    | count + 1  | int32  | 0x00000800 | | Root.KWMD.ReplyToQ |
-// ReplyToQ         | 100 | 48    | string     | string | 0x00001000 | | Root.KWMD.ReplyToQMgr |
-// ReplyToQMgr      | 148 | 48    | string     | string | 0x00002000 | | Root.KWMD.UserIdentifier,
-// JMSXUserID               | UserIdentifier   | 196 | 12    | string     | string | 0x00004000 | |
-// Root.KWMD.AccountingToken                          | AccountingToken  | 208 | 32    | bytes |
-// bytes  | 0x00008000 | | Root.KWMD.ApplIdentityData                         | ApplIdentityData |
-// 240 | 32    | string     | string | 0x00010000 | | Root.KWMD.PutApplType, JMS_ZOL_PutApplType |
-// PutApplType      | 272 |  4    | int32      | int32  | 0x00020000 | | Root.KWMD.PutApplName,
-// JMSXAppID                   | PutApplName      | 276 | 28    | string     | string | 0x00040000 |
-// | Root.KWMD.PutDate, JMS_ZOL_PutDate                 | PutDate          | 304 |  8    | string |
-// string | 0x00080000 | | Root.KWMD.PutTime, JMS_ZOL_PutTime                 | PutTime          |
-// 312 |  8    | string     | string | 0x00100000 | | JMSTimestamp, jms.Tms | PutDate, PutTime | 304
-// | 16    | timestamp  | int64  | 0x00180000 | | Root.KWMD.ApplOriginData | ApplOriginData   | 320
-// |  4    | string     | string | 0x00200000 | | Root.KWMD.GroupId, JMSXGroupID, jms.Gid | GroupId
-// | 324 | 24    | bytes      | bytes  | 0x00400000 | | Root.KWMD.MsgSeqNumber, JMSXGroupSeq,
-// jms.Seq      | MsgSeqNumber     | 348 |  4    | int32      | int32  | 0x00800000 | |
-// Root.KWMD.Offset                                   | Offset           | 352 |  4    | int32 |
-// int32  | 0x01000000 | | Root.KWMD.MsgFlags                                 | MsgFlags         |
-// 356 |  4    | int32      | int32  | 0x02000000 | | JMS_ZOL_Last_Msg_In_Group | MsgFlags         |
-// 356 |  4    | flag 0x10  | bool   | 0x02000000 | | Root.KWMD.OriginalLength | OriginalLength   |
-// 360 |  4    | int32      | int32  | 0x04000000 |
+// | names                          | field            | off | wid | kind      | type   | bit      |
+// |--------------------------------|------------------|-----|-----|-----------|--------|----------|
+// | Root.KWMD.Report               | Report           |   8 |   4 | int32     | int32  | 00000001 |
+// | JMS_ZOL_Report_COA, _COD,      | Report           |   8 |   4 | report    | int32  | 00000001 |
+// |   _Exception, _Expiration,     |                  |     |     |           |        |          |
+// |   _PAN, _NAN, _Pass_Msg_ID,    |                  |     |     |           |        |          |
+// |   _Pass_Correl_ID,             |                  |     |     |           |        |          |
+// |   _Discard_Msg                 |                  |     |     |           |        |          |
+// | Root.KWMD.MsgType              | MsgType          |  12 |   4 | int32     | int32  | 00000002 |
+// |   JMS_ZOL_MsgType              |                  |     |     |           |        |          |
+// | Root.KWMD.Expiry               | Expiry           |  16 |   4 | int32     | int32  | 00000004 |
+// | Root.KWMD.Feedback             | Feedback         |  20 |   4 | int32     | int32  | 00000008 |
+// |   JMS_ZOL_Feedback             |                  |     |     |           |        |          |
+// | Root.KWMD.Encoding             | Encoding         |  24 |   4 | int32     | int32  | 00000010 |
+// |   JMS_ZOL_Encoding             |                  |     |     |           |        |          |
+// | Root.KWMD.CodedCharSetId       | CodedCharSetId   |  28 |   4 | int32     | int32  | 00000020 |
+// |   JMS_ZOL_Character_Set        |                  |     |     |           |        |          |
+// | Root.KWMD.Format               | Format           |  32 |   8 | string    | string | 00000040 |
+// |   JMS_ZOL_Format               |                  |     |     |           |        |          |
+// | Root.KWMD.Priority             | Priority         |  40 |   4 | int32     | int32  | 00000080 |
+// |   JMSPriority, jms.Pri         |                  |     |     |           |        |          |
+// | Root.KWMD.Persistence          | Persistence      |  44 |   4 | int32     | int32  | 00000100 |
+// | Root.KWMD.MsgId, JMSMessageID  | MsgId            |  48 |  24 | bytes     | bytes  | 00000200 |
+// | Root.KWMD.CorrelId,            | CorrelId         |  72 |  24 | bytes     | bytes  | 00000400 |
+// |   JMSCorrelationID, jms.Cid    |                  |     |     |           |        |          |
+// | Root.KWMD.BackoutCount         | BackoutCount     |  96 |   4 | int32     | int32  | 00000800 |
+// | JMSXDeliveryCount              | BackoutCount     |  96 |   4 | count + 1 | int32  | 00000800 |
+// | Root.KWMD.ReplyToQ             | ReplyToQ         | 100 |  48 | string    | string | 00001000 |
+// | Root.KWMD.ReplyToQMgr          | ReplyToQMgr      | 148 |  48 | string    | string | 00002000 |
+// | Root.KWMD.UserIdentifier       | UserIdentifier   | 196 |  12 | string    | string | 00004000 |
+// |   JMSXUserID                   |                  |     |     |           |        |          |
+// | Root.KWMD.AccountingToken      | AccountingToken  | 208 |  32 | bytes     | bytes  | 00008000 |
+// | Root.KWMD.ApplIdentityData     | ApplIdentityData | 240 |  32 | string    | string | 00010000 |
+// | Root.KWMD.PutApplType          | PutApplType      | 272 |   4 | int32     | int32  | 00020000 |
+// |   JMS_ZOL_PutApplType          |                  |     |     |           |        |          |
+// | Root.KWMD.PutApplName          | PutApplName      | 276 |  28 | string    | string | 00040000 |
+// |   JMSXAppID                    |                  |     |     |           |        |          |
+// | Root.KWMD.PutDate              | PutDate          | 304 |   8 | string    | string | 00080000 |
+// |   JMS_ZOL_PutDate              |                  |     |     |           |        |          |
+// | Root.KWMD.PutTime              | PutTime          | 312 |   8 | string    | string | 00100000 |
+// |   JMS_ZOL_PutTime              |                  |     |     |           |        |          |
+// | JMSTimestamp, jms.Tms          | PutDate, PutTime | 304 |  16 | timestamp | int64  | 00180000 |
+// | Root.KWMD.ApplOriginData       | ApplOriginData   | 320 |   4 | string    | string | 00200000 |
+// | Root.KWMD.GroupId              | GroupId          | 324 |  24 | bytes     | bytes  | 00400000 |
+// |   JMSXGroupID, jms.Gid         |                  |     |     |           |        |          |
+// | Root.KWMD.MsgSeqNumber,        | MsgSeqNumber     | 348 |   4 | int32     | int32  | 00800000 |
+// |   JMSXGroupSeq, jms.Seq        |                  |     |     |           |        |          |
+// | Root.KWMD.Offset               | Offset           | 352 |   4 | int32     | int32  | 01000000 |
+// | Root.KWMD.MsgFlags             | MsgFlags         | 356 |   4 | int32     | int32  | 02000000 |
+// | JMS_ZOL_Last_Msg_In_Group      | MsgFlags         | 356 |   4 | flag 0x10 | bool   | 02000000 |
+// | Root.KWMD.OriginalLength       | OriginalLength   | 360 |   4 | int32     | int32  | 04000000 |
+//
+// (off: offset in KWMD; wid: bytes; bit: the MsgDescFieldsSet bit in hex.)
 //
 // Kinds: int32 is the field itself. string is a blank-padded character field:
 // read without its trailing blanks and NULs, written padded with blanks, a
 // longer value refused. bytes is a byte field: read whole, written padded with
-// zero bytes, a longer value refused. report bits reads and writes only the
+// zero bytes, a longer value refused. report reads and writes only the
 // bits of one report option within Report (COA 0x700, COD 0x3800, Exception
 // 0x7000000, Expiration 0xE00000, PAN 0x1, NAN 0x2, Pass_Msg_ID 0x80,
 // Pass_Correl_ID 0x40, Discard_Msg 0x8000000); a value with other bits is
