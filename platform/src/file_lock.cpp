@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,13 +14,54 @@
 
 struct xcsFILELOCK {
   char StrucId[4];  // "XFLK" while held
-  int fd;
+  int fd;           // -1 in a child process that inherited the lock
+  xcsFILELOCK* prev;
+  xcsFILELOCK* next;
 };
 
 namespace zxv::platform {
 namespace {
 
 constexpr char kLockId[4] = {'X', 'F', 'L', 'K'};
+
+// Locks held by this process. A forked child inherits the descriptors, and
+// with them the open-file-description locks; the child closes its copies
+// so that it does not hold its parent's locks (the parent keeps them).
+pthread_mutex_t g_held_mutex = PTHREAD_MUTEX_INITIALIZER;
+xcsFILELOCK* g_held = nullptr;
+
+void BeforeFork() { ::pthread_mutex_lock(&g_held_mutex); }
+void AfterForkInParent() { ::pthread_mutex_unlock(&g_held_mutex); }
+void AfterForkInChild() {
+  for (xcsFILELOCK* lock = g_held; lock != nullptr; lock = lock->next) {
+    if (lock->fd >= 0) ::close(lock->fd);
+    lock->fd = -1;
+  }
+  ::pthread_mutex_unlock(&g_held_mutex);
+}
+
+[[maybe_unused]] const bool g_fork_handlers =
+    ::pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild) == 0;
+
+void Remember(xcsFILELOCK* lock) {
+  ::pthread_mutex_lock(&g_held_mutex);
+  lock->prev = nullptr;
+  lock->next = g_held;
+  if (g_held != nullptr) g_held->prev = lock;
+  g_held = lock;
+  ::pthread_mutex_unlock(&g_held_mutex);
+}
+
+// Unlinks the lock and returns its descriptor (-1 when inherited).
+int Forget(xcsFILELOCK* lock) {
+  ::pthread_mutex_lock(&g_held_mutex);
+  if (lock->prev != nullptr) lock->prev->next = lock->next;
+  if (lock->next != nullptr) lock->next->prev = lock->prev;
+  if (g_held == lock) g_held = lock->next;
+  const int fd = lock->fd;
+  ::pthread_mutex_unlock(&g_held_mutex);
+  return fd;
+}
 
 // Locks the whole file, waiting. Open-file-description locks serialise
 // threads of one process as well as processes; older kernels only offer
@@ -60,6 +102,7 @@ xcsRC Lock(const char* name, xcsFILELOCK** result) {
     return xcsRC_FILE_ERROR;
   }
   std::memcpy(lock->StrucId, kLockId, sizeof kLockId);
+  Remember(lock);
   *result = lock;
   return xcsRC_OK;
 }
@@ -69,7 +112,8 @@ xcsRC Unlock(xcsFILELOCK* lock) {
     return xcsRC_INVALID_PARAMETER;
   }
   // Closing the descriptor drops the lock.
-  const int rc = ::close(lock->fd);
+  const int fd = Forget(lock);
+  const int rc = fd >= 0 ? ::close(fd) : 0;
   std::memset(lock->StrucId, 0, sizeof lock->StrucId);
   xcsFreeMemFn(lock);
   return rc == 0 ? xcsRC_OK : xcsRC_FILE_ERROR;

@@ -26,7 +26,8 @@ inline bool IsSpawnedChild() { return std::getenv(kChildMarker) != nullptr; }
 
 // Runs the current test in a child with `overrides` added to (or, with an
 // empty value meaning "unset", removed from) the environment. Returns the
-// child's exit status, or -1 when it could not run or died by a signal.
+// child's exit status, 128 + the signal number when a signal ended it, or
+// -1 when it could not run.
 inline int RunThisTestInChild(const std::map<std::string, std::string>& overrides) {
   const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
   std::string filter =
@@ -51,8 +52,9 @@ inline int RunThisTestInChild(const std::map<std::string, std::string>& override
     return -1;
   }
   int status = 0;
-  if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
+  if (waitpid(pid, &status, 0) != pid) return -1;
+  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace zxv_test
