@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -157,8 +158,14 @@ class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
+    // With repetitions the median stands for the benchmark.
     for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Iteration) ns_[r.benchmark_name()] = r.GetAdjustedRealTime();
+      if (r.run_type == Run::RT_Iteration && !median_.count(r.run_name.str())) {
+        ns_[r.run_name.str()] = r.GetAdjustedRealTime();
+      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
+        ns_[r.run_name.str()] = r.GetAdjustedRealTime();
+        median_.insert(r.run_name.str());
+      }
     }
   }
   void Finalize() override {
@@ -178,6 +185,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
  private:
   std::map<std::string, double> ns_;
+  std::set<std::string> median_;
 };
 
 }  // namespace
