@@ -1,6 +1,7 @@
 // Dotted parts of property names, per encoding family.
 #include "props/name_parts.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "zxvxcs2/xcs_ccsid.h"
@@ -85,6 +86,23 @@ uint32_t SharedLeadingParts(const uint8_t* a, uint32_t aLength, const uint8_t* b
     ++shared;
     if (aEnd == aLength || bEnd == bLength) return shared;
     start = aEnd + stopLength;
+  }
+}
+
+NameSplit::NameSplit(const uint8_t* name, uint32_t length, uint8_t ccsidType)
+    : name_(name),
+      length_(length),
+      ccsidType_(ccsidType),
+      stop_(FullStopOf(ccsidType)),
+      unit_(CharUnitOf(ccsidType)) {
+  if (stop_.length == 0) return;
+  for (uint32_t at = NamePartEnd(name, length, 0, ccsidType); at < length;
+       at = NamePartEnd(name, length, at + stop_.length, ccsidType)) {
+    if (stopCount_ == kMaxStops) {
+      overflow_ = true;
+      return;
+    }
+    stops_[stopCount_++] = at;
   }
 }
 

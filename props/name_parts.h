@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 namespace zxv::props {
 
@@ -41,6 +42,62 @@ uint32_t CountNameParts(const uint8_t* name, uint32_t length, uint8_t ccsidType)
 // Number of leading parts two names of one family have in common.
 uint32_t SharedLeadingParts(const uint8_t* a, uint32_t aLength, const uint8_t* b, uint32_t bLength,
                             uint8_t ccsidType);
+
+// One name split once, to be compared with many others (the locate walk).
+class NameSplit {
+ public:
+  NameSplit(const uint8_t* name, uint32_t length, uint8_t ccsidType);
+
+  // Number of leading parts `other` (of the same family) shares with this
+  // name; the same as SharedLeadingParts. Inline: the locate walk calls it
+  // for every node.
+  uint32_t SharedWith(const uint8_t* other, uint32_t otherLength) const {
+    if (length_ == 0 || otherLength == 0 || other[0] != name_[0]) return 0;
+    if (overflow_) return SharedLeadingParts(name_, length_, other, otherLength, ccsidType_);
+    // Every part that ends before the first difference is shared; so is the
+    // part ending at it when both names have a boundary there.
+    uint32_t same = CommonPrefixLength(name_, other, length_ < otherLength ? length_ : otherLength);
+    if (unit_ == 2) same &= ~1u;  // a two-byte family compares whole units
+    uint32_t shared = 0;
+    while (shared < stopCount_ && stops_[shared] < same) ++shared;
+    if (BoundaryAt(name_, length_, same) && BoundaryAt(other, otherLength, same)) ++shared;
+    return shared;
+  }
+
+ private:
+  static constexpr uint32_t kMaxStops = 32;  // more falls back to the plain walk
+
+  bool BoundaryAt(const uint8_t* name, uint32_t length, uint32_t at) const {
+    if (at == length) return true;
+    return stop_.length != 0 && at + stop_.length <= length && name[at] == stop_.bytes[0] &&
+           (stop_.length == 1 || name[at + 1] == stop_.bytes[1]);
+  }
+
+  // Bytes at the start of `a` and `b` that are equal, eight at a time.
+  static uint32_t CommonPrefixLength(const uint8_t* a, const uint8_t* b, uint32_t length) {
+    uint32_t same = 0;
+    while (same + 8 <= length) {
+      uint64_t x;
+      uint64_t y;
+      std::memcpy(&x, a + same, 8);
+      std::memcpy(&y, b + same, 8);
+      // Little-endian: the lowest differing byte comes first.
+      if (x != y) return same + static_cast<uint32_t>(__builtin_ctzll(x ^ y) / 8);
+      same += 8;
+    }
+    while (same < length && a[same] == b[same]) ++same;
+    return same;
+  }
+
+  const uint8_t* name_;
+  uint32_t length_;
+  uint8_t ccsidType_;
+  FamilyChar stop_;
+  uint32_t unit_;
+  uint32_t stops_[kMaxStops];  // offsets of the full stops, ascending
+  uint32_t stopCount_ = 0;
+  bool overflow_ = false;
+};
 
 // True when the name's last character is the family's percent sign.
 bool EndsWithPercentSign(const uint8_t* name, uint32_t length, uint8_t ccsidType);

@@ -102,7 +102,7 @@ KWLONG InsertOrReplaceNode(ZRFPAL* pal, const NodeSpec& given, bool keepExisting
   uint32_t oldLength = 0;
   uint32_t oldPropsLen = 0;
   if (where.found) {
-    NodeView old;
+    NodeView old{};
     DecodeNode(ListBytes(pal->pProps) + where.offset, pal->pProps->StrucLen - where.offset, &old);
     oldLength = old.length;
     oldPropsLen = old.name_length + old.value_length;
@@ -137,7 +137,7 @@ KWLONG AppendNodeAtEnd(ZRFPAL* pal, const NodeSpec& spec) {
 void RemoveNodeAt(ZRFPAL* pal, uint32_t offset) {
   ZRFPROPS* list = pal->pProps;
   uint8_t* bytes = ListBytes(list);
-  NodeView node;
+  NodeView node{};
   if (!DecodeNode(bytes + offset, list->StrucLen - offset, &node)) return;
   const uint32_t tail = offset + node.length;
   std::memmove(bytes + offset, bytes + tail, list->StrucLen - tail);
@@ -229,7 +229,7 @@ KWLONG DeleteNamedProperty(ZRFPAL* pal, const uint8_t* name, uint32_t nameLength
       reason != KWRC_NONE) {
     return reason;
   }
-  const LocateResult where = LocateNode(pal->pProps, listName.data, listName.length);
+  const LocateResult where = FindNode(pal->pProps, listName.data, listName.length);
   if (where.damaged) return DamagedList(pal, __FILE__, kProbeDamaged, "Property node damaged");
   if (!where.found) return KWRC_PROPERTY_NOT_AVAILABLE;
   RemoveNodeAt(pal, where.offset);

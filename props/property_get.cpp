@@ -45,10 +45,10 @@ KWLONG GetFromList(const ZRFPAL* pal, const uint8_t* name, uint32_t nameLength, 
   Text listName;
   reason = NameInListCcsid(list, name, nameLength, nameCcsid, &scratch, &listName, fn);
   if (reason != KWRC_NONE) return reason;
-  const LocateResult where = LocateNode(list, listName.data, listName.length);
+  const LocateResult where = FindNode(list, listName.data, listName.length);
   if (where.damaged) return DamagedList(pal, __FILE__, kProbeDamaged, "Property node damaged");
   if (!where.found) return KWRC_PROPERTY_NOT_AVAILABLE;
-  NodeView node;
+  NodeView node{};
   DecodeNode(ListBytes(list) + where.offset, list->StrucLen - where.offset, &node);
   FillInfoFromNode(list, node, info);
   return KWRC_NONE;
@@ -120,11 +120,11 @@ struct Pattern {
 };
 
 bool Matches(const Pattern& pattern, const uint8_t* name, uint32_t nameLength) {
+  const uint32_t length = pattern.text.length;
   if (pattern.prefix) {
-    return nameLength >= pattern.text.length &&
-           std::memcmp(name, pattern.text.data, pattern.text.length) == 0;
+    return nameLength >= length && std::memcmp(name, pattern.text.data, length) == 0;
   }
-  return nameLength == pattern.text.length && std::memcmp(name, pattern.text.data, nameLength) == 0;
+  return nameLength == length && SameName(name, pattern.text.data, length);
 }
 
 // Offset of the first node after the cursor's property, or at its place
@@ -144,11 +144,11 @@ KWLONG BrowseStart(const ZRFPAL* pal, const ZRFCURSOR* cursor, const Pattern& pa
   }
   // A cursor left by another pattern does not continue this one.
   if (!Matches(pattern, name.data, name.length)) return KWRC_NONE;
-  const LocateResult where = LocateNode(list, name.data, name.length);
+  const LocateResult where = FindNode(list, name.data, name.length);
   if (where.damaged) return DamagedList(pal, __FILE__, kProbeDamaged, "Property node damaged");
   *continuing = true;
   if (where.found) {
-    NodeView node;
+    NodeView node{};
     DecodeNode(ListBytes(list) + where.offset, list->StrucLen - where.offset, &node);
     *start = where.offset + node.length;
     return KWRC_NONE;
@@ -199,7 +199,7 @@ KWLONG GetNamed(KWLONG options, const ZRFPAL* pal, ZRFCURSOR** cursor, const uin
 
   const uint8_t* bytes = ListBytes(list);
   for (uint32_t offset = start; offset < list->StrucLen;) {
-    NodeView node;
+    NodeView node{};
     if (!DecodeNode(bytes + offset, list->StrucLen - offset, &node)) {
       return DamagedList(pal, __FILE__, kProbeDamaged, "Property node damaged");
     }
@@ -214,7 +214,7 @@ KWLONG GetNamed(KWLONG options, const ZRFPAL* pal, ZRFCURSOR** cursor, const uin
   return KWRC_PROPERTY_NOT_AVAILABLE;
 }
 
-bool SameName(const ZRFCURSOR* cursor, const uint8_t* name, uint32_t nameLength, int32_t ccsid) {
+bool CursorHolds(const ZRFCURSOR* cursor, const uint8_t* name, uint32_t nameLength, int32_t ccsid) {
   return CursorHoldsName(cursor) && cursor->NameLength == nameLength &&
          cursor->NameCCSID == ccsid && std::memcmp(cursor->pName, name, nameLength) == 0;
 }
@@ -235,7 +235,7 @@ KWLONG GetWithBrowse(KWLONG options, const ZRFPAL* pal, const KWMD* md, ZRFCURSO
       if (const DescriptorMapping* mapping =
               DescriptorMappingOf(wanted, wantedLength, NameFamilyOf(wantedCcsid, pal))) {
         if (!underCursor && (options & ZRF_GET_BROWSE_NEXT) &&
-            SameName(*cursor, wanted, wantedLength, wantedCcsid)) {
+            CursorHolds(*cursor, wanted, wantedLength, wantedCcsid)) {
           xtr_text_detail(kComponent, fn, "Continuing previous browse on single property");
           return KWRC_PROPERTY_NOT_AVAILABLE;
         }

@@ -42,22 +42,40 @@ KWLONG LocateInList(const ZRFPAL* pal, const uint8_t* name, uint32_t nameLength,
 LocateResult LocateNode(const ZRFPROPS* list, const uint8_t* name, uint32_t nameLength) {
   LocateResult result;
   result.offset = list->StrucLen;  // no group to join: the end of the list
-  const uint8_t ccsidType = list->CCSIDType;
+  if (nameLength == 0) return result;
+  const NameSplit split(name, nameLength, list->CCSIDType);
   uint32_t deepest = 0;
   uint32_t offset = kHeaderLength;
   const bool walked = ForEachNode(list, [&](const NodeView& node) {
-    if (node.name_length == nameLength && std::memcmp(node.name, name, nameLength) == 0) {
+    if (node.name_length == nameLength && SameName(node.name, name, nameLength)) {
       result.found = true;
       result.offset = offset;
       return false;
     }
     // Groups are contiguous, so the last node sharing the most parts ends
     // the deepest group the new name joins.
-    const uint32_t shared =
-        SharedLeadingParts(node.name, node.name_length, name, nameLength, ccsidType);
+    const uint32_t shared = split.SharedWith(node.name, node.name_length);
     if (shared != 0 && shared >= deepest) {
       deepest = shared;
       result.offset = offset + node.length;
+    }
+    offset += node.length;
+    return true;
+  });
+  result.damaged = !walked;
+  return result;
+}
+
+LocateResult FindNode(const ZRFPROPS* list, const uint8_t* name, uint32_t nameLength) {
+  LocateResult result;
+  result.offset = list->StrucLen;
+  if (nameLength == 0) return result;
+  uint32_t offset = kHeaderLength;
+  const bool walked = ForEachNode(list, [&](const NodeView& node) {
+    if (node.name_length == nameLength && SameName(node.name, name, nameLength)) {
+      result.found = true;
+      result.offset = offset;
+      return false;
     }
     offset += node.length;
     return true;

@@ -66,6 +66,25 @@ inline uint16_t LoadU16(const uint8_t* p) {
 inline void StoreU32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, sizeof v); }
 inline void StoreU16(uint8_t* p, uint16_t v) { std::memcpy(p, &v, sizeof v); }
 
+// True when two names of `length` bytes are equal. Names of one group share
+// their start, so the comparison runs from the end, eight bytes at a time;
+// inline because every walk compares names at every node.
+inline bool SameName(const uint8_t* a, const uint8_t* b, uint32_t length) {
+  while (length >= 8) {
+    length -= 8;
+    uint64_t x;
+    uint64_t y;
+    std::memcpy(&x, a + length, 8);
+    std::memcpy(&y, b + length, 8);
+    if (x != y) return false;
+  }
+  while (length != 0) {
+    --length;
+    if (a[length] != b[length]) return false;
+  }
+  return true;
+}
+
 inline constexpr uint32_t kHeaderLength = ZRFP_HEADER_LENGTH;
 inline constexpr uint32_t kInitialListSize = ZRFP_INITIAL_SIZE;
 inline constexpr uint32_t kNodeAlignment = 4;
@@ -81,7 +100,7 @@ inline uint64_t PadToNodeAlignment(uint64_t length) {
 }
 
 // ---------------------------------------------------------------------------
-// Node layouts (property_node.cpp).
+// Node layouts (building nodes: property_node.cpp).
 
 // Byte positions within a node of one layout; kNone where the layout has no
 // such field.
@@ -96,13 +115,46 @@ struct NodeLayout {
   bool variable() const { return length_offset != kNone; }
 };
 
+// Indexed by internal type code; see the layout table in properties.h. In
+// the header so that the walks, which run over every node, inline it.
+inline constexpr uint8_t kNoField = NodeLayout::kNone;
+inline constexpr NodeLayout kNodeLayouts[ZRF_TYPE_COUNT] = {
+    /* string      */ {kNoField, 0, 8, 12, 14, 15},
+    /* boolean     */ {8, 4, kNoField, 12, 14, 15},
+    /* byte string */ {kNoField, 0, 8, 12, 14, 15},
+    /* int8        */ {10, 1, kNoField, 8, 11, 12},
+    /* int16       */ {8, 2, kNoField, 10, 12, 13},
+    /* int32       */ {8, 4, kNoField, 12, 14, 15},
+    /* int64       */ {8, 8, kNoField, 16, 18, 19},
+    /* float32     */ {8, 4, kNoField, 12, 14, 15},
+    /* float64     */ {8, 8, kNoField, 16, 18, 19},
+    /* null        */ {kNoField, 0, kNoField, 8, 10, 11},
+    /* name only   */ {kNoField, 0, kNoField, 8, kNoField, 10},
+    /* as stored   */ {8, 8, 16, 20, 22, 23},
+};
+
 // The layout a type word reads with (the string layout under
 // ZRF_FLAG_STRING_FORM); null for an unknown type code.
-const NodeLayout* LayoutOf(uint32_t typeFlags);
+inline const NodeLayout* LayoutOf(uint32_t typeFlags) {
+  if (typeFlags & ZRF_FLAG_STRING_FORM) return &kNodeLayouts[ZRF_TYPE_STRING];
+  const uint32_t code = typeFlags & ZRF_TYPE_MASK;
+  return code < ZRF_TYPE_COUNT ? &kNodeLayouts[code] : nullptr;
+}
 
 // Bytes of a fixed-size value of type `code` (1 for int8, 4 for boolean...),
-// 0 for null and name-only entries; meaningless for variable layouts.
-uint32_t FixedValueSize(uint32_t code);
+// 0 for null and name-only entries and for the variable layouts.
+inline uint32_t FixedValueSize(uint32_t code) {
+  if (code >= ZRF_TYPE_COUNT || kNodeLayouts[code].variable()) return 0;
+  return kNodeLayouts[code].fixed_size;
+}
+
+// Bytes of a node before padding: the fixed part, the name and, for the
+// variable layouts, the value and its zero byte.
+inline uint64_t RawNodeLength(const NodeLayout& layout, uint64_t nameLength, uint64_t valueLength) {
+  uint64_t length = layout.name_offset + nameLength;
+  if (layout.variable()) length += valueLength + 1;
+  return length;
+}
 
 // A node read from a list, bounds-checked.
 struct NodeView {
@@ -121,7 +173,34 @@ struct NodeView {
 // Decodes the node at `node`, of which `available` bytes lie inside the
 // list's StrucLen. False when the type code is unknown or the node runs past
 // `available`.
-bool DecodeNode(const uint8_t* node, uint32_t available, NodeView* view);
+inline bool DecodeNode(const uint8_t* node, uint32_t available, NodeView* view) {
+  if (available < 4) return false;
+  const uint32_t typeFlags = LoadU32(node);
+  const NodeLayout* layout = LayoutOf(typeFlags);
+  if (layout == nullptr) return false;
+  // The fixed part must be readable before its lengths are trusted.
+  const uint32_t lengthEnd = layout->variable() ? uint32_t{layout->length_offset} + 4 : 0;
+  const uint32_t fixedEnd = layout->name_offset > lengthEnd ? layout->name_offset : lengthEnd;
+  if (available < fixedEnd) return false;
+
+  const uint32_t nameLength = LoadU16(node + layout->name_length_offset);
+  const uint32_t valueLength = layout->variable() ? LoadU32(node + layout->length_offset)
+                                                  : FixedValueSize(typeFlags & ZRF_TYPE_MASK);
+  const uint64_t padded = PadToNodeAlignment(RawNodeLength(*layout, nameLength, valueLength));
+  if (padded > available) return false;
+
+  view->node = node;
+  view->type_flags = typeFlags;
+  view->support = LoadU32(node + 4);
+  view->copy_options = layout->copy_offset == kNoField ? KWCOPY_ALL : node[layout->copy_offset];
+  view->name = node + layout->name_offset;
+  view->name_length = nameLength;
+  view->value = layout->variable() ? view->name + nameLength : node + layout->fixed_offset;
+  view->value_length = valueLength;
+  view->length = static_cast<uint32_t>(padded);
+  view->layout = layout;
+  return true;
+}
 
 // What a new node holds; name and value already in the list's CCSID.
 struct NodeSpec {
@@ -275,6 +354,10 @@ struct LocateResult {
 // Finds the node named `name` (in the list's CCSID) or the place for a new
 // node of that name, following the order documented in properties.h.
 LocateResult LocateNode(const ZRFPROPS* list, const uint8_t* name, uint32_t nameLength);
+
+// Finds the node named `name` (in the list's CCSID) without working out a
+// place for a new one: the lookup of gets and deletes.
+LocateResult FindNode(const ZRFPROPS* list, const uint8_t* name, uint32_t nameLength);
 
 // Writes `spec` in place of the node of the same name or at its place;
 // grows the list when needed and keeps StrucLen and PropsLen. With
