@@ -14,7 +14,6 @@ namespace zxv::props {
 namespace {
 
 // Failure-record probes of this file.
-constexpr uint32_t kProbeAllocator = 1;
 constexpr uint32_t kProbeFreeEyeCatcher = 2;
 constexpr uint32_t kProbeCreateList = 3;
 constexpr uint32_t kProbeGrowList = 4;
