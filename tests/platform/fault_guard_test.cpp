@@ -47,13 +47,13 @@ void Increment(void* counter) { ++*static_cast<int*>(counter); }
 
 // Faults deep in an overflowing recursion; the handler runs on the
 // alternate stack.
-ZXV_NO_SANITIZE int Recurse(int depth) {
+[[maybe_unused]] ZXV_NO_SANITIZE int Recurse(int depth) {
   if (depth < 0) return 0;  // never: depth only grows
   volatile char frame[1024];
   frame[0] = static_cast<char>(depth);
   return Recurse(depth + 1) + frame[0];
 }
-ZXV_NO_SANITIZE void OverflowTheStack(void*) { (void)Recurse(0); }
+[[maybe_unused]] ZXV_NO_SANITIZE void OverflowTheStack(void*) { (void)Recurse(0); }
 
 TEST(FaultGuardTest, CleanCallReturnsOk) {
   int counter = 0;
