@@ -24,6 +24,10 @@ ZXV_EXTERN_C_BEGIN
 #define ZUT_NAME_NO_DOT_SLASH 0x4   /* '.' and '/' are refused */
 #define ZUT_NAME_ALLOW_HYPHEN 0x8   /* '-' accepted, not as first character */
 
+/* The conversions trust the widths they are given; a null pointer or a
+ * negative width counts as an empty field. The checks refuse a null name.
+ * A NUL inside a field ends its meaningful part as a blank would. */
+
 /* Copies the NUL-terminated `src` into `field` of `width` bytes and pads it
  * with blanks; a longer source is cut at `width`. */
 ZXV_API void zutCvtKWNameFromStr(const char* src, char* field, KWULONG width);
@@ -43,7 +47,8 @@ ZXV_API void zutCvtKWUser2Str(const char* field, char* out, KWLONG width);
 /* Characters before the first blank or NUL, at most `width`. */
 ZXV_API KWLONG zutGetLengthNoBlanks(const char* field, KWLONG width);
 
-/* 1 when the (up to 48-byte) name is blank, else 0. */
+/* 1 when the name is blank (its first byte NUL, or blanks up to a NUL or
+ * over all 48 bytes), else 0. */
 ZXV_API KWLONG zutIsItBlank(const char* name);
 
 /* Judges a 48-byte object name under the ZUT_NAME_* options. Returns 0 or
@@ -61,7 +66,10 @@ ZXV_API ZXVRC zutCheckValidInstallationName(const char* name);
 /* Judges a 48-byte generic security profile. Returns 0 or ZXVRC_INVALID_NAME. */
 ZXV_API ZXVRC zutCheckValidProfile(const char* profile);
 
-/* Maps an internal return code to one byte, in place, and back. */
+/* Maps an internal return code to one byte, in place, and back: codes
+ * 0x7001-0x70FE to their low byte, the library's own codes to the byte its
+ * table gives them, any other code to 71. Back, 0 stays 0, a table byte
+ * gives its code, and any other value b gives 0x20000000 + 0x7000 + b. */
 ZXV_API void zutMapRCTo8bit(KWULONG* code);
 ZXV_API void zutMapRCFrom8bit(KWULONG* code);
 
