@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -108,6 +109,8 @@ TEST(DataDirectoryTest, UsesKwsPrefix) {
     const std::string prefix = testing::TempDir() + "zxv_prefix_" + std::to_string(getpid());
     EXPECT_EQ(zxv_test::RunThisTestInChild({{"KWSPREFIX", prefix + "/deep/er"}}), 0);
     EXPECT_TRUE(IsDirectory(prefix + "/deep/er/errors"));
+    std::error_code ignored;
+    std::filesystem::remove_all(prefix, ignored);
     return;
   }
   const char* prefix = std::getenv("KWSPREFIX");
@@ -124,6 +127,8 @@ TEST(DataDirectoryTest, FallsBackToTmpdirWhenPrefixUnusable) {
     EXPECT_EQ(
         zxv_test::RunThisTestInChild({{"KWSPREFIX", "/proc/self/status/kws"}, {"TMPDIR", tmp}}), 0);
     EXPECT_TRUE(IsDirectory(tmp + "/kws"));
+    std::error_code ignored;
+    std::filesystem::remove_all(tmp, ignored);
     return;
   }
   EXPECT_EQ(std::string(xcsDataDirectory()), std::string(std::getenv("TMPDIR")) + "/kws");

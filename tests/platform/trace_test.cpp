@@ -1,15 +1,18 @@
 // Trace: off costs nothing and writes nothing; on, records reach the sink or
 // the file in the documented line format with the thread's depth.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "self_spawn.h"
 #include "zxvxcs2/xcs_erdp.h"
 #include "zxvxcs2/xcs_thread.h"
 #include "zxvxcs2/xcs_trace.h"
@@ -94,8 +97,8 @@ TEST_F(TraceTest, FlowLevelWritesEntriesExitsAndParameters) {
     const char* ident;
     const char* rest;
   } expected[] = {
-      {"1", "{", "5A55:0101", "TracedCalls"},    {"1", "-", "5A55:0101", "code=0x00002035"},
-      {"2", "{", "5A55:0102", "TracedCalls"},    {"2", "}", "5A55:0102", "rc=0x00000000"},
+      {"1", "{", "5A55:0101", "TracedCalls"},   {"1", "-", "5A55:0101", "code=0x00002035"},
+      {"2", "{", "5A55:0102", "TracedCalls"},   {"2", "}", "5A55:0102", "rc=0x00000000"},
       {"1", "}", "5A55:0101", "rc=0x20006118"},
   };
   for (size_t i = 0; i < lines_.size(); ++i) {
@@ -155,6 +158,60 @@ TEST_F(TraceTest, WritesToTheFileWhenNoSink) {
   EXPECT_NE(read[0].find("{  5A55:0101 "), std::string::npos);
   EXPECT_NE(read[1].find("}  5A55:0101 rc=0x00000000"), std::string::npos);
   std::remove(path.c_str());
+}
+
+TEST(TraceStartupTest, LevelComesFromTheEnvironmentAtLoad) {
+  if (!zxv_test::IsSpawnedChild()) {
+    for (const char* setting : {"1", "on", "ON", "2", "detail", "all", "0", "bogus"}) {
+      EXPECT_EQ(zxv_test::RunThisTestInChild({{"ZXV_TRACE", setting},
+                                              {"ZXV_TRACE_EXPECT", setting},
+                                              {"ZXV_TRACE_PATH", testing::TempDir()}}),
+                0)
+          << setting;
+    }
+    EXPECT_EQ(zxv_test::RunThisTestInChild({{"ZXV_TRACE", ""}, {"ZXV_TRACE_EXPECT", "unset"}}), 0);
+    return;
+  }
+  const std::string setting = std::getenv("ZXV_TRACE_EXPECT");
+  int expected = XTR_LEVEL_OFF;
+  if (setting == "1" || setting == "on" || setting == "ON") expected = XTR_LEVEL_FLOW;
+  if (setting == "2" || setting == "detail" || setting == "all") expected = XTR_LEVEL_DETAIL;
+  EXPECT_EQ(xtrLevel, expected);
+}
+
+// The default file is <ZXV_TRACE_PATH>/ZXV<pid>.TRC, one per process.
+TEST(TraceStartupTest, EachProcessWritesItsOwnFile) {
+  if (!zxv_test::IsSpawnedChild()) {
+    const std::string dir = testing::TempDir() + "zxv_trace_" + std::to_string(getpid());
+    EXPECT_EQ(zxv_test::RunThisTestInChild({{"ZXV_TRACE", "1"}, {"ZXV_TRACE_PATH", dir}}), 0);
+    std::error_code ignored;
+    std::filesystem::remove_all(dir, ignored);
+    return;
+  }
+  const std::string dir = std::getenv("ZXV_TRACE_PATH");
+  xtr_FNC_entry(kComp, kFnOuter);
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    xtr_FNC_retcode(kComp, kFnOuter, 1);
+    ::_exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  xtr_FNC_retcode(kComp, kFnOuter, 0);
+  const auto read = [](const std::string& path) {
+    std::ifstream file(path);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+  };
+  const std::vector<std::string> mine = read(dir + "/ZXV" + std::to_string(getpid()) + ".TRC");
+  const std::vector<std::string> childs = read(dir + "/ZXV" + std::to_string(child) + ".TRC");
+  ASSERT_EQ(mine.size(), 2u);
+  EXPECT_NE(mine[1].find("rc=0x00000000"), std::string::npos);
+  ASSERT_EQ(childs.size(), 1u);
+  EXPECT_NE(childs[0].find(" " + std::to_string(child) + "."), std::string::npos) << childs[0];
+  EXPECT_NE(childs[0].find("rc=0x00000001"), std::string::npos);
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ XCS_API void xcsClearEnvCache(void);
 
 /* A copy of the whole process environment as "NAME=value" strings, every
  * string and the array allocated through xcsGetMemFn; *count excludes the
- * terminating null entry. Free with xcsFreeEnvironment. */
+ * terminating null entry. Free with xcsFreeEnvironment. On failure nothing
+ * stays allocated, *list is null and *count 0. */
 XCS_API xcsRC xcsReadEnvironment(char*** list, uint32_t* count);
 XCS_API void xcsFreeEnvironment(char** list);
 

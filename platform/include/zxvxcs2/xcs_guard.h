@@ -25,13 +25,19 @@ XCS_EXTERN_C_BEGIN
 #define XCS_PTR_READWRITE 4
 
 /* Returns xcsRC_OK when all `length` bytes from `address` allow `mode`, else
- * xcsRC_BAD_POINTER. A null address is bad; a length of 0 checks one byte. */
+ * xcsRC_BAD_POINTER. A null address is bad; a length of 0 checks one byte; a
+ * range that wraps around the address space is bad. `mode` is one or more of
+ * the XCS_PTR_* bits (WRITE and READWRITE both probe writing); 0 or another
+ * bit gives xcsRC_INVALID_PARAMETER. */
 XCS_API xcsRC xcsCheckPointer(const void* address, size_t length, int mode);
 
 typedef void (*xcsGUARDED_FN)(void* argument);
 
-/* Calls fn(argument). Returns xcsRC_OK, or xcsRC_FAULT_IN_GUARDED_CALL with
- * the signal number in *signalNumber (which may be null). */
+/* Calls fn(argument). Returns xcsRC_OK (*signalNumber 0), or
+ * xcsRC_FAULT_IN_GUARDED_CALL with the signal number in *signalNumber (which
+ * may be null); a null fn gives xcsRC_INVALID_PARAMETER. The first call
+ * installs the handlers and gives the calling thread an alternate signal
+ * stack (unless it has one), so a stack overflow inside fn is caught too. */
 XCS_API xcsRC xcsCallGuarded(xcsGUARDED_FN fn, void* argument, int* signalNumber);
 
 XCS_EXTERN_C_END

@@ -36,21 +36,32 @@ XCS_EXTERN_C_BEGIN
 #define xusIDELETE_AND_CONTINUE 103 /* remove this key from the file, go on */
 #define xusIDELETE_AND_FINISH 104   /* remove this key from the file, stop */
 
-/* `stanzaIndex` counts the matching stanzas from 0; `code` is xusSUCCESS for
- * an ordinary key, xusENOATTRIBUTE or xusENOVALUE for a malformed one, and
- * xusEENDOFFILE once at the end (key and value then null). */
+/* `stanzaIndex` counts the matching stanzas from 0 (at the end: the number
+ * of matching stanzas); `code` is xusSUCCESS for an ordinary key,
+ * xusENOATTRIBUTE for a line without '=' or with nothing before it (key is
+ * the trimmed text before any '=', value ""), xusENOVALUE for an empty value,
+ * and xusEENDOFFILE once at the end (stanza, key and value then null). Keys
+ * and values are trimmed of blanks. A stanza line is "Name:" starting in
+ * column 0; any other non-comment line is a key line of the current stanza
+ * (lines before the first stanza are skipped). The strings are valid during
+ * the callback only. */
 typedef int32_t (*xusBROWSE_CB)(void* context, const char* stanza, uint32_t stanzaIndex,
                                 const char* key, const char* value, int32_t code);
 
 /* Returns xusSUCCESS when the browse ran to its end or was finished by the
  * callback, xusECANCEL when cancelled, xusEFILEERROR when the file cannot be
  * read (or rewritten after a delete), xusEBROWSEFAILED on an allocator
- * failure or a callback answer that is not an instruction. */
+ * failure, a null path or callback, or a callback answer that is not an
+ * instruction. Deletes are applied once the browse ends (to its end or by a
+ * finish): the file is written to a temporary beside it and renamed over
+ * it, keeping its permissions. A cancelled or failed browse changes nothing.
+ * A finish or delete-and-finish ends the browse without the end-of-file
+ * call. */
 XCS_API int32_t xcsBrowseIniFile(const char* path, const char* stanzaName, xusBROWSE_CB callback,
                                  void* context);
 
-/* Compares two keys: case-insensitive, leading and trailing blanks ignored.
- * Returns <0, 0 or >0. */
+/* Compares two keys: case-insensitive, leading and trailing blanks ignored;
+ * null compares as "". Returns <0, 0 or >0. */
 XCS_API int xcsCompareKeyStrings(const char* a, const char* b);
 
 XCS_EXTERN_C_END

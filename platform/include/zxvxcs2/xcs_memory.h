@@ -31,7 +31,8 @@ XCS_API xcsRC xcsFreeMemFn(void* block);
 
 /* Failure injection, process-wide. The `nth` allocation from now (1 = the
  * next one) fails with `code`; with `repeat` non-zero every allocation from
- * that one on fails. nth 0 switches injection off. Reallocations count. */
+ * that one on fails. nth 0 switches injection off. Reallocations count. An
+ * injected xcsRC_OK is replaced by xcsRC_STORAGE_NOT_AVAILABLE. */
 XCS_API void xcsInjectAllocFailure(uint32_t nth, xcsRC code, int repeat);
 
 /* Counters since process start: allocations made, blocks outstanding. */

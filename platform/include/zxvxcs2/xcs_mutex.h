@@ -24,8 +24,11 @@ typedef struct xcsFILELOCK xcsFILELOCK;
 #define XCS_NO_WAIT 0
 
 /* Recursive mutexes. Request returns xcsRC_MUTEX_TIMEOUT when `timeoutMs`
- * passed (0: try once); Release by a thread that does not hold it returns
- * xcsRC_MUTEX_NOT_OWNER. Storage failures return the allocator's code. */
+ * passed (0: try once; any negative value waits forever); Release by a
+ * thread that does not hold it returns xcsRC_MUTEX_NOT_OWNER. Destroy
+ * refuses a held mutex (xcsRC_MUTEX_ERROR) and a named one
+ * (xcsRC_INVALID_PARAMETER). Null or destroyed handles give
+ * xcsRC_INVALID_PARAMETER. Storage failures return the allocator's code. */
 XCS_API xcsRC xcsCreateMutex(xcsMUTEX** mutex);
 XCS_API xcsRC xcsRequestMutex(xcsMUTEX* mutex, int32_t timeoutMs);
 XCS_API xcsRC xcsReleaseMutex(xcsMUTEX* mutex);
@@ -33,12 +36,18 @@ XCS_API xcsRC xcsDestroyMutex(xcsMUTEX* mutex);
 /* Non-zero when the calling thread holds the mutex. */
 XCS_API int xcsMutexHeldByMe(const xcsMUTEX* mutex);
 
-/* Named mutexes (process-wide registry). */
+/* Named mutexes (process-wide registry). Delete of the last user refuses a
+ * held mutex (xcsRC_MUTEX_ERROR); a mutex not from the registry gives
+ * xcsRC_INVALID_PARAMETER. */
 XCS_API xcsRC xcsCreateNamedMutex(const char* name, xcsMUTEX** mutex);
 XCS_API xcsRC xcsDeleteNamedMutex(xcsMUTEX* mutex);
 
 /* Machine-wide lock: an fcntl write lock on "<data dir>/<name>.lck" (the
- * file is created when missing). Lock waits; Unlock closes the file. */
+ * file is created when missing). Lock waits; Unlock closes the file. The
+ * lock is per open file, so it serialises threads of one process as well as
+ * processes; a forked child does not inherit its parent's locks. A name that
+ * is empty or holds '/' gives xcsRC_INVALID_PARAMETER; a file that cannot be
+ * opened or locked xcsRC_FILE_ERROR. */
 XCS_API xcsRC xcsLockFile(const char* name, xcsFILELOCK** lock);
 XCS_API xcsRC xcsUnlockFile(xcsFILELOCK* lock);
 

@@ -7,6 +7,19 @@
  * "<data dir>/trace"), one line per record, each carrying the component and
  * function number, the thread id and the trace depth. `zxvu trace` formats it.
  *
+ * Line format (fields separated by one blank, comp and fn four hex digits):
+ *   <time> <pid>.<thread> <depth> <mark>  <comp>:<fn> <rest>
+ * with <time> "YYYY-MM-DDTHH:MM:SS.uuuuuu" (local), <thread> the layer's
+ * thread number (xihTHREAD.ThreadId), <depth> the nesting after an entry
+ * (an exit shows the depth of its entry), and by <mark>:
+ *   {  entry          <rest> = the function name
+ *   }  exit           <rest> = "rc=0x%08X"
+ *   -  text           <rest> = the parameter or detail text (newlines blanked)
+ *   D  data header    <rest> = "<label> (<n> bytes)"
+ *   X  data line      <rest> = "OOOOOOOO  xx xx .. (16 bytes)  |printable|"
+ * A forked child writes its own default file. A sink is called with the output lock
+ * held, one line at a time, and must not trace.
+ *
  * When trace is off a trace point costs one load and one predictable branch:
  * the macros below test xtrLevel before calling anything.
  *
