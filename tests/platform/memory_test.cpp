@@ -89,12 +89,4 @@ TEST_F(MemoryTest, SuccessCodeInjectedStillFails) {
   EXPECT_EQ(xcsGetMemFn(8, &p), xcsRC_STORAGE_NOT_AVAILABLE);
 }
 
-TEST(StorageReasonTest, MapsAllocatorCodes) {
-  EXPECT_EQ(xcsStorageReason(xcsRC_STORAGE_NOT_AVAILABLE), 2071);
-  EXPECT_EQ(xcsStorageReason(xcsRC_STORAGE_NOT_AVAILABLE_2), 2071);
-  EXPECT_EQ(xcsStorageReason(xcsRC_STORAGE_NOT_AVAILABLE_TRACE), 2071);
-  EXPECT_EQ(xcsStorageReason(xcsRC_RESOURCE_PROBLEM), 2102);
-  EXPECT_EQ(xcsStorageReason(xcsRC_UNEXPECTED_ERROR), 2195);
-}
-
 }  // namespace

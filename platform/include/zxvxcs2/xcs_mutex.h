@@ -27,8 +27,7 @@ typedef struct xcsFILELOCK xcsFILELOCK;
  * passed (0: try once; any negative value waits forever); Release by a
  * thread that does not hold it returns xcsRC_MUTEX_NOT_OWNER. Destroy
  * refuses a held mutex (xcsRC_MUTEX_ERROR) and a named one
- * (xcsRC_INVALID_PARAMETER). Null or destroyed handles give
- * xcsRC_INVALID_PARAMETER. Storage failures return the allocator's code. */
+ * (xcsRC_INVALID_PARAMETER). A null handle gives xcsRC_INVALID_PARAMETER. Storage failures return the allocator's code. */
 XCS_API xcsRC xcsCreateMutex(xcsMUTEX** mutex);
 XCS_API xcsRC xcsRequestMutex(xcsMUTEX* mutex, int32_t timeoutMs);
 XCS_API xcsRC xcsReleaseMutex(xcsMUTEX* mutex);
