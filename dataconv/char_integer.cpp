@@ -100,9 +100,11 @@ int32_t CharInt(int32_t source_ccsid, int32_t source_encoding, int32_t target_cc
   return KWRC_NONE;
 }
 
-int32_t CharIntOL(int32_t source_ccsid, int32_t source_encoding, int32_t target_ccsid,
-                  int32_t target_encoding, const uint8_t* in, size_t in_chars, uint8_t* out,
-                  size_t out_chars) {
+}  // namespace
+
+int32_t ConvertCharIntField(int32_t source_ccsid, int32_t source_encoding, int32_t target_ccsid,
+                            int32_t target_encoding, const uint8_t* in, size_t in_chars,
+                            uint8_t* out, size_t out_chars) {
   Family src, dst;
   const int32_t reason =
       Families(source_ccsid, source_encoding, target_ccsid, target_encoding, &src, &dst);
@@ -128,6 +130,8 @@ int32_t CharIntOL(int32_t source_ccsid, int32_t source_encoding, int32_t target_
   }
   return KWRC_NONE;
 }
+
+namespace {
 
 int32_t VarCharInt(int32_t source_ccsid, int32_t source_encoding, int32_t target_ccsid,
                    int32_t target_encoding, const uint8_t* in, size_t in_bytes, uint8_t* out,
@@ -200,9 +204,10 @@ extern "C" ZXV_API KWLONG vxtConvertCharIntOL(KWLONG sourceCCSID, KWLONG sourceE
   } else if ((inputLength > 0 && input == nullptr) || (outputLength > 0 && output == nullptr)) {
     result = KWRC_BUFFER_ERROR;
   } else {
-    result = CharIntOL(sourceCCSID, sourceEncoding, targetCCSID, targetEncoding,
-                       static_cast<const uint8_t*>(input), static_cast<size_t>(inputLength),
-                       static_cast<uint8_t*>(output), static_cast<size_t>(outputLength));
+    result =
+        ConvertCharIntField(sourceCCSID, sourceEncoding, targetCCSID, targetEncoding,
+                            static_cast<const uint8_t*>(input), static_cast<size_t>(inputLength),
+                            static_cast<uint8_t*>(output), static_cast<size_t>(outputLength));
   }
   Report(result, compCode, reason);
   xtr_FNC_retcode(zxv::kComponent, kFnConvertCharIntOL, result);

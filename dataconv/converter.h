@@ -60,6 +60,9 @@ struct Step {
   // them), and its encoding and CCSID as the header gave them (a CCSID of
   // 0, -1 or -2 is passed on as it is: the engine keeps the previous one).
   bool chain_ends = true;
+  // A chain end that copied its data without conversion (no format, AMQP):
+  // the structure in front keeps describing it with the source values.
+  bool copied = false;
   char next_format[KW_FORMAT_LENGTH] = {};
   int32_t next_encoding = 0;
   int32_t next_ccsid = 0;
@@ -185,6 +188,14 @@ Outcome ConvertChars(int32_t source_ccsid, int32_t source_encoding, int32_t targ
 // EBCDIC, U+0020 in the encoding's byte order for two-byte sets, else 0x20.
 // A two-byte fill of odd length ends with a 0x00 byte.
 void FillBlanks(uint8_t* out, size_t length, int32_t ccsid, int32_t encoding);
+
+// Converts an integer written as characters from a field of in_chars
+// characters to one of out_chars characters as vxtConvertCharIntOL does
+// (value right-aligned, blanks in front). Returns 0, 2112, 2116, 2119 or 2190;
+// nothing is written on failure.
+int32_t ConvertCharIntField(int32_t source_ccsid, int32_t source_encoding, int32_t target_ccsid,
+                            int32_t target_encoding, const uint8_t* in, size_t in_chars,
+                            uint8_t* out, size_t out_chars);
 
 // Brings a short name (a format name, an eye-catcher: `length` <= 8 bytes)
 // in `ccsid` to the local form, ASCII letters, into local[length]. Single
