@@ -330,16 +330,9 @@ Rc Free(xihTHREAD* t, Table* table) {
   Unlock(t, table, kWriteLock);
 
   xtr_parms(kComponent, kFnFree, "pLookup=%p", static_cast<void*>(table));
-  for (uint32_t b = 0; b < table->Capacity; ++b) {
-    Entry* e = table->keyFirst[b];
-    while (e != nullptr) {
-      Entry* next = e->keyNext;
-      xtr_parms(kComponent, kFnFree, "Freeing bucket %u: %p", b, static_cast<void*>(e));
-      FreeEntry(e);
-      e = next;
-    }
-  }
-  // Entries indexed by identifier only are in no key bucket.
+  // Entries indexed by identifier only are in no key bucket. They go first,
+  // while every entry that the identifier chains pass through is still
+  // allocated.
   if (table->idFirst != nullptr) {
     for (uint32_t b = 0; b < table->Capacity; ++b) {
       Entry* e = table->idFirst[b];
@@ -350,6 +343,15 @@ Rc Free(xihTHREAD* t, Table* table) {
       }
     }
     FreeBuckets(table->idFirst, table->idLast);
+  }
+  for (uint32_t b = 0; b < table->Capacity; ++b) {
+    Entry* e = table->keyFirst[b];
+    while (e != nullptr) {
+      Entry* next = e->keyNext;
+      xtr_parms(kComponent, kFnFree, "Freeing bucket %u: %p", b, static_cast<void*>(e));
+      FreeEntry(e);
+      e = next;
+    }
   }
   // Entries removed while in use and not yet released.
   for (Entry* e = table->deferredHead; e != nullptr;) {
