@@ -1,0 +1,226 @@
+// Helpers of the data-conversion tests: byte builders that write integers in
+// either byte order and text in ASCII or EBCDIC (code page 37) by their own
+// tables, so expected bytes never come from the code under test; a trace
+// capture; environment switches.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "zxvxcs2/xcs_env.h"
+#include "zxvxcs2/xcs_trace.h"
+#include "zxvxzu/dataconv.h"
+
+namespace dctest {
+
+// EBCDIC (CCSID 37) of the characters the tests write.
+inline uint8_t Ebcdic(char c) {
+  if (c >= 'a' && c <= 'i') return static_cast<uint8_t>(0x81 + (c - 'a'));
+  if (c >= 'j' && c <= 'r') return static_cast<uint8_t>(0x91 + (c - 'j'));
+  if (c >= 's' && c <= 'z') return static_cast<uint8_t>(0xA2 + (c - 's'));
+  if (c >= 'A' && c <= 'I') return static_cast<uint8_t>(0xC1 + (c - 'A'));
+  if (c >= 'J' && c <= 'R') return static_cast<uint8_t>(0xD1 + (c - 'J'));
+  if (c >= 'S' && c <= 'Z') return static_cast<uint8_t>(0xE2 + (c - 'S'));
+  if (c >= '0' && c <= '9') return static_cast<uint8_t>(0xF0 + (c - '0'));
+  switch (c) {
+    case ' ':
+      return 0x40;
+    case '.':
+      return 0x4B;
+    case '<':
+      return 0x4C;
+    case '(':
+      return 0x4D;
+    case '+':
+      return 0x4E;
+    case ')':
+      return 0x5D;
+    case '-':
+      return 0x60;
+    case '/':
+      return 0x61;
+    case ',':
+      return 0x6B;
+    case '_':
+      return 0x6D;
+    case '>':
+      return 0x6E;
+    case ':':
+      return 0x7A;
+    case '=':
+      return 0x7E;
+    default:
+      return 0x6F;  // '?': a character the tests do not use
+  }
+}
+
+// How a structure is written: byte order, character family, and the
+// encoding and CCSID values that name that form.
+struct Form {
+  bool big;
+  bool ebcdic;
+  int32_t encoding;
+  int32_t ccsid;
+};
+inline constexpr Form kBigEbcdic{true, true, 273, 37};
+inline constexpr Form kLittleAscii{false, false, 546, 850};
+inline constexpr Form kLittleLatin1{false, false, 546, 819};
+
+class Bytes {
+ public:
+  explicit Bytes(const Form& form) : form_(form) {}
+  Bytes& I32(int32_t value) {
+    const uint32_t u = static_cast<uint32_t>(value);
+    for (int i = 0; i < 4; ++i) {
+      const int shift = form_.big ? 24 - 8 * i : 8 * i;
+      v_.push_back(static_cast<uint8_t>(u >> shift));
+    }
+    return *this;
+  }
+  Bytes& I16(int16_t value) {
+    const uint16_t u = static_cast<uint16_t>(value);
+    v_.push_back(static_cast<uint8_t>(form_.big ? u >> 8 : u));
+    v_.push_back(static_cast<uint8_t>(form_.big ? u : u >> 8));
+    return *this;
+  }
+  Bytes& I64(int64_t value) {
+    const uint64_t u = static_cast<uint64_t>(value);
+    for (int i = 0; i < 8; ++i) {
+      const int shift = form_.big ? 56 - 8 * i : 8 * i;
+      v_.push_back(static_cast<uint8_t>(u >> shift));
+    }
+    return *this;
+  }
+  // Text blank padded to `width` (0: its own length).
+  Bytes& Text(const std::string& s, size_t width = 0) {
+    if (width == 0) width = s.size();
+    for (size_t i = 0; i < width; ++i) {
+      const char c = i < s.size() ? s[i] : ' ';
+      v_.push_back(form_.ebcdic ? Ebcdic(c) : static_cast<uint8_t>(c));
+    }
+    return *this;
+  }
+  Bytes& Raw(const std::vector<uint8_t>& bytes) {
+    v_.insert(v_.end(), bytes.begin(), bytes.end());
+    return *this;
+  }
+  Bytes& Fill(size_t n, uint8_t byte) {
+    v_.insert(v_.end(), n, byte);
+    return *this;
+  }
+  Bytes& Append(const Bytes& other) { return Raw(other.v_); }
+  // The form's own encoding and CCSID, as next-structure fields.
+  Bytes& Next(const std::string& format) {
+    return I32(form_.encoding).I32(form_.ccsid).Text(format, 8);
+  }
+  const Form& form() const { return form_; }
+  const std::vector<uint8_t>& bytes() const { return v_; }
+  size_t size() const { return v_.size(); }
+
+ private:
+  Form form_;
+  std::vector<uint8_t> v_;
+};
+
+// Bytes 0, 1, 2, ... of a given length: identifiers that must not change.
+inline std::vector<uint8_t> Counting(size_t n, uint8_t from) {
+  std::vector<uint8_t> v(n);
+  for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint8_t>(from + i);
+  return v;
+}
+
+// Captures trace lines while alive (detail level).
+class TraceCapture {
+ public:
+  TraceCapture() {
+    xtrSetSink(&TraceCapture::Sink, this);
+    xtrSetLevel(XTR_LEVEL_DETAIL);
+  }
+  ~TraceCapture() {
+    xtrSetLevel(XTR_LEVEL_OFF);
+    xtrSetSink(nullptr, nullptr);
+  }
+  TraceCapture(const TraceCapture&) = delete;
+  TraceCapture& operator=(const TraceCapture&) = delete;
+  bool Has(const std::string& text) const {
+    for (const auto& line : lines_) {
+      if (line.find(text) != std::string::npos) return true;
+    }
+    return false;
+  }
+  size_t Count(const std::string& text) const {
+    size_t n = 0;
+    for (const auto& line : lines_) n += line.find(text) != std::string::npos ? 1 : 0;
+    return n;
+  }
+  const std::vector<std::string>& lines() const { return lines_; }
+
+ private:
+  static void Sink(void* context, const char* line) {
+    static_cast<TraceCapture*>(context)->lines_.emplace_back(line);
+  }
+  std::vector<std::string> lines_;
+};
+
+// Sets an environment variable for the life of the object; the platform's
+// cache is cleared both ways so the change is seen.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : name_(name) {
+    const char* old = std::getenv(name);
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    if (value != nullptr) {
+      setenv(name, value, 1);
+    } else {
+      unsetenv(name);
+    }
+    xcsClearEnvCache();
+  }
+  ~ScopedEnv() {
+    if (had_) {
+      setenv(name_.c_str(), old_.c_str(), 1);
+    } else {
+      unsetenv(name_.c_str());
+    }
+    xcsClearEnvCache();
+  }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  std::string name_;
+  std::string old_;
+  bool had_ = false;
+};
+
+// A request over `in` into an output buffer of `room` bytes.
+struct Conversion {
+  VPICONVERTREQ req{};
+  std::vector<uint8_t> in;
+  std::vector<uint8_t> out;
+
+  Conversion(const std::vector<uint8_t>& data, const Form& from, const Form& to, const char* format,
+             size_t room)
+      : in(data), out(room, 0xEE) {
+    req.SourceEncoding = from.encoding;
+    req.SourceCCSID = from.ccsid;
+    req.TargetEncoding = to.encoding;
+    req.TargetCCSID = to.ccsid;
+    std::memcpy(req.Format, format, 8);
+    req.DataLength = static_cast<KWLONG>(in.size());
+    req.AvailableLength = static_cast<KWLONG>(in.size());
+    req.InBuffer = in.data();
+    req.BufferLength = static_cast<KWLONG>(out.size());
+    req.OutBuffer = out.data();
+  }
+  KWLONG Run() { return vpiConvertData(&req); }
+  std::vector<uint8_t> Result() const {
+    return std::vector<uint8_t>(out.begin(), out.begin() + req.DataLength);
+  }
+};
+
+}  // namespace dctest

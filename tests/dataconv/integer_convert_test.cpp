@@ -1,0 +1,102 @@
+// The integer primitives: 16-, 32- and 64-bit values and arrays between
+// encodings.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "zxvxzu/dataconv.h"
+
+namespace {
+
+using ConvertFn = KWLONG (*)(KWLONG, KWLONG, KWLONG, const void*, void*, KWLONG*, KWLONG*);
+
+struct Width {
+  const char* name;
+  ConvertFn fn;
+  size_t bytes;
+};
+const Width kWidths[] = {
+    {"short", vxtConvertShort, 2}, {"long", vxtConvertLong, 4}, {"int64", vxtConvertInt64, 8}};
+
+// `count` values of `bytes` bytes: 0x01 0x02 ... in each.
+std::vector<uint8_t> Values(size_t count, size_t bytes) {
+  std::vector<uint8_t> v(count * bytes);
+  for (size_t i = 0; i < v.size(); ++i) v[i] = static_cast<uint8_t>(i + 1);
+  return v;
+}
+std::vector<uint8_t> Reversed(std::vector<uint8_t> v, size_t bytes) {
+  for (size_t at = 0; at < v.size(); at += bytes) {
+    for (size_t i = 0; i < bytes / 2; ++i) std::swap(v[at + i], v[at + bytes - 1 - i]);
+  }
+  return v;
+}
+
+TEST(IntegerConvert, OrdersByEncodingPairs) {
+  struct Case {
+    KWLONG from, to;
+    bool swapped;
+  } cases[] = {{273, 546, true},  {546, 273, true}, {546, 546, false},
+               {273, 785, false}, {1, 2, true},     {0x112, 0x222, false}};
+  for (const Width& w : kWidths) {
+    for (const Case& c : cases) {
+      const std::vector<uint8_t> in = Values(3, w.bytes);
+      std::vector<uint8_t> out(in.size(), 0);
+      KWLONG cc = -1, rc = -1;
+      EXPECT_EQ(w.fn(c.from, c.to, 3, in.data(), out.data(), &cc, &rc), 0) << w.name;
+      EXPECT_EQ(cc, KWCC_OK);
+      EXPECT_EQ(out, c.swapped ? Reversed(in, w.bytes) : in) << w.name << " " << c.from;
+    }
+  }
+}
+
+TEST(IntegerConvert, InPlaceAndOneValue) {
+  for (const Width& w : kWidths) {
+    std::vector<uint8_t> data = Values(5, w.bytes);
+    const std::vector<uint8_t> expected = Reversed(data, w.bytes);
+    KWLONG cc, rc;
+    ASSERT_EQ(w.fn(546, 273, 5, data.data(), data.data(), &cc, &rc), 0);
+    EXPECT_EQ(data, expected) << w.name;
+  }
+  int32_t value = 0x11223344, out = 0;
+  KWLONG cc, rc;
+  ASSERT_EQ(vxtConvertLong(273, 546, 1, &value, &out, &cc, &rc), 0);
+  EXPECT_EQ(out, 0x44332211);
+}
+
+TEST(IntegerConvert, InvalidEncodingsAndArgumentsWriteNothing) {
+  struct Case {
+    KWLONG from, to, count;
+    bool null_in;
+    KWLONG reason;
+  } cases[] = {
+      {546, 0, 1, false, KWRC_TARGET_INTEGER_ENC_ERROR},
+      {546, 3, 1, false, KWRC_TARGET_INTEGER_ENC_ERROR},
+      {0, 546, 1, false, KWRC_SOURCE_INTEGER_ENC_ERROR},
+      {0x10F, 546, 1, false, KWRC_SOURCE_INTEGER_ENC_ERROR},
+      {0, 0, 1, false, KWRC_TARGET_INTEGER_ENC_ERROR},  // the target is checked first
+      {546, 273, -1, false, KWRC_BUFFER_LENGTH_ERROR},
+      {546, 273, 1, true, KWRC_BUFFER_ERROR},
+  };
+  for (const Width& w : kWidths) {
+    for (const Case& c : cases) {
+      const std::vector<uint8_t> in = Values(1, w.bytes);
+      std::vector<uint8_t> out(w.bytes, 0xEE);
+      KWLONG cc = -1, rc = -1;
+      EXPECT_EQ(w.fn(c.from, c.to, c.count, c.null_in ? nullptr : in.data(), out.data(), &cc, &rc),
+                c.reason)
+          << w.name << " " << c.from << "->" << c.to;
+      EXPECT_EQ(cc, KWCC_FAILED);
+      EXPECT_EQ(rc, c.reason);
+      EXPECT_EQ(out, std::vector<uint8_t>(w.bytes, 0xEE));
+    }
+  }
+}
+
+TEST(IntegerConvert, ZeroCountNeedsNoBuffers) {
+  KWLONG cc = -1, rc = -1;
+  EXPECT_EQ(vxtConvertInt64(273, 546, 0, nullptr, nullptr, &cc, &rc), 0);
+  EXPECT_EQ(cc, KWCC_OK);
+}
+
+}  // namespace
