@@ -40,6 +40,7 @@ using Action = std::function<int()>;
 // when one of them is selected.
 void add_names_commands(CLI::App& parent, Action& action);
 void add_topic_commands(CLI::App& parent, Action& action);
+void add_pcf_commands(CLI::App& parent, Action& action);
 void add_demo_command(CLI::App& parent, Action& action);
 
 // Reports a refused input: writes "reason <code>: <why>" as the last line of

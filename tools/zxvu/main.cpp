@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
   Action action;
   add_names_commands(app, action);
   add_topic_commands(app, action);
+  add_pcf_commands(app, action);
   add_demo_command(app, action);
 
   try {
