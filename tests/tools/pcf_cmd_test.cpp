@@ -215,3 +215,16 @@ TEST_F(PcfDumpTest, MalformedCommandLinesAreUsageErrors) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(PcfDemo, ConvertsAndDumpsTheSendersMessage) {
+  const ZxvuResult r = Zxvu({"demo"});
+  EXPECT_EQ(r.status, 0) << r.last_err;
+  EXPECT_NE(r.out.find(". A command message from a big-endian EBCDIC sender"), std::string::npos);
+  EXPECT_NE(r.out.find(R"({"type":"string","id":3014,"ccsid":1208,"value":"Grüße aus Köln"})"),
+            std::string::npos)
+      << r.out;
+}
+
+}  // namespace

@@ -5,11 +5,17 @@
 #include <fmt/core.h>
 
 #include <CLI/CLI.hpp>
+#include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 #include "tools/zxvu/cli_common.h"
+#include "tools/zxvu/pcf_json.h"
+#include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxcs2/xcs_memory.h"
+#include "zxvxzu/dataconv.h"
+#include "zxvxzu/kwrfh2.h"
 #include "zxvxzu/names.h"
 #include "zxvxzu/topic.h"
 
@@ -260,6 +266,62 @@ void section_topic_ebcdic(Tour& t) {
       "EBCDIC topic literalized to UTF-8");
 }
 
+void section_pcf(Tour& t) {
+  t.say("A command-format (PCF) message from a big-endian EBCDIC sender (encoding 273, CCSID 37)");
+  t.say("is converted to this machine's encoding and CCSID, field by field: integers swapped,");
+  t.say("strings converted, a group's members in turn. The greeting needs 3 more bytes in UTF-8,");
+  t.say("so its structure grows by 4 to stay a multiple of 4.");
+  std::string sent;
+  // Big-endian integers.
+  const auto put = [&sent](std::initializer_list<int64_t> values, int width = 4) {
+    for (int64_t v : values) {
+      for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) {
+        sent.push_back(static_cast<char>(v >> shift));
+      }
+    }
+  };
+  put({1, 36, 1, 13, 1, 1, 0, 0, 3});  // header: command 13, three parameters
+  put({4, 32, 2016, 37, 12});          // string: the queue name
+  sent += "\xD7\xC1\xE8\xD9\xD6\xD3\xD3\x4B\xC9\xD5\x40\x40";  // "PAYROLL.IN  "
+  put({5, 24, 1002, 2, 3, 4});                                 // integer list
+  put({20, 16, 8000, 2});                                      // group of two
+  put({4, 36, 3014, 0, 14});                                   // string in the message's CCSID
+  sent += "\xC7\x99\xDC\x59\x85\x40\x81\xA4\xA2\x40\xD2\xCC\x93\x95";  // "Grüße aus Köln"
+  sent += std::string(2, '\0');
+  put({23, 24, 9000, 0});  // 64-bit integer
+  put({1234567890123}, 8);
+  t.call("the message as sent", fmt::format("{} bytes, header {}", sent.size(),
+                                            to_hex(std::string_view(sent).substr(0, 36))));
+
+  std::string out(2 * sent.size(), '\0');
+  VPICONVERTREQ req = {};
+  req.SourceEncoding = 273;
+  req.SourceCCSID = KWCCSI_EBCDIC_US;
+  req.TargetEncoding = XCS_NATIVE_ENCODING;
+  req.TargetCCSID = XCS_NATIVE_CCSID;
+  std::memcpy(req.Format, KWFMT_ADMIN, KW_FORMAT_LENGTH);
+  req.DataLength = req.AvailableLength = static_cast<KWLONG>(sent.size());
+  req.BufferLength = static_cast<KWLONG>(out.size());
+  req.InBuffer = sent.data();
+  req.OutBuffer = out.data();
+  const KWLONG reason = vpiConvertData(&req);
+  t.call(fmt::format("vpiConvertData(273/37 -> {}/{}, \"KWADMIN \")", XCS_NATIVE_ENCODING,
+                     XCS_NATIVE_CCSID),
+         fmt::format("reason {}, {} bytes, header {}", reason, req.DataLength,
+                     to_hex(std::string_view(out).substr(0, 36))));
+  t.expect(reason == KWRC_NONE && req.DataLength == static_cast<KWLONG>(sent.size()) + 4,
+           "PCF message converted, 4 bytes longer");
+  out.resize(req.DataLength > 0 ? static_cast<size_t>(req.DataLength) : 0);
+
+  const PcfJson dump = PcfToJson(out, XCS_NATIVE_ENCODING, XCS_NATIVE_CCSID);
+  t.call("zxvu pcf dump of the result", dump.reason == KWRC_NONE ? dump.json : dump.why);
+  t.expect(dump.json.find(R"("value":"PAYROLL.IN  ")") != std::string::npos &&
+               dump.json.find(R"("value":"Grüße aus Köln")") != std::string::npos &&
+               dump.json.find(R"("values":[3,4])") != std::string::npos &&
+               dump.json.find(R"("value":1234567890123)") != std::string::npos,
+           "converted parameters");
+}
+
 struct Section {
   const char* title;
   void (*run)(Tour&);
@@ -271,6 +333,7 @@ constexpr Section kSections[] = {
     {"Return codes in one byte", section_map_rc},
     {"Topic strings and their escapes", section_topics},
     {"A topic string from an EBCDIC application", section_topic_ebcdic},
+    {"A command message from a big-endian EBCDIC sender", section_pcf},
 };
 
 int run_demo() {
