@@ -1,0 +1,220 @@
+// Message handles inside the library: the handle object, its anchors, the
+// lock protocol and the property operations that the exported zst* shells of
+// include/zxvxzu/message_handle.h map onto.
+//
+//   MsgHandle* handle = nullptr;
+//   KWLONG reason = AcquireHandle(hMsg, "set", nullptr, anchor, true, ZST_LOCK_THREAD,
+//                                 KWHC_UNUSABLE_HCONN, KWHO_UNUSABLE_HOBJ, 0, &handle);
+//   if (reason == KWRC_NONE) {
+//     ... work on handle->pProps under the thread lock ...
+//     ReleaseHandle(handle, ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN, KWHO_UNUSABLE_HOBJ);
+//   }
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/trace_ids.h"
+#include "zxvxcs2/xcs_mutex.h"
+#include "zxvxcs2/xcs_thread.h"
+#include "zxvxzu/message_handle.h"
+#include "zxvxzu/properties.h"
+
+namespace zxv::props {
+
+// ---------------------------------------------------------------------------
+// Trace function numbers of message handles.
+inline constexpr uint32_t kFnHandleBase = kFnBaseProps + 0x00;
+inline constexpr uint32_t kFnCreateMessageHandle = kFnHandleBase + 0x00;
+inline constexpr uint32_t kFnDeleteMessageHandle = kFnHandleBase + 0x01;
+inline constexpr uint32_t kFnDeleteMessageHandleResources = kFnHandleBase + 0x02;
+inline constexpr uint32_t kFnResetMessageHandle = kFnHandleBase + 0x03;
+inline constexpr uint32_t kFnSetMessageProperty = kFnHandleBase + 0x04;
+inline constexpr uint32_t kFnInquireMessageProperty = kFnHandleBase + 0x05;
+inline constexpr uint32_t kFnDeleteMessageProperty = kFnHandleBase + 0x06;
+inline constexpr uint32_t kFnVerifyMessageHandle = kFnHandleBase + 0x07;
+inline constexpr uint32_t kFnAcquireMessageHandle = kFnHandleBase + 0x08;
+inline constexpr uint32_t kFnReleaseMessageHandle = kFnHandleBase + 0x09;
+inline constexpr uint32_t kFnLockMessageHandle = kFnHandleBase + 0x0A;
+inline constexpr uint32_t kFnCopyPropertyValue = kFnHandleBase + 0x0B;
+inline constexpr uint32_t kFnCalculatePropertyName = kFnHandleBase + 0x0C;
+inline constexpr uint32_t kFnPropertyIndex = kFnHandleBase + 0x0D;
+
+}  // namespace zxv::props
+
+// ---------------------------------------------------------------------------
+// The handle's property work area: the store's scratch space (ZRFWORKAREA:
+// its Flags and Length are the handle's, cleared by a reset) and the index
+// of the handle's list, a cache that makes lookups by exact name cheap (see
+// message_handle_index.cpp).
+struct MsgHandleWorkArea {
+  ZRFWORKAREA Store;       // 0
+  void* pIndex;            // 24 PropertyIndex block, or null
+  uint64_t IndexedChange;  // 32 the ChangeCount the index describes
+  uint64_t ChangeCount;    // 40 raised by every change to the list
+  uint8_t Reserved[120];   // 48 zero
+};
+static_assert(sizeof(MsgHandleWorkArea) == 168, "work area is 168 bytes");
+
+// The handle object. hMsg is its address. Fields in order; the owner fields
+// are guarded by hMutex (unassociated handles), the list pointers by the
+// anchor's mutex, and everything else by the thread lock.
+struct MsgHandle {
+  char StrucId[4];             // 0 "ZSTM"
+  uint32_t Version;            // 4 2
+  MsgHandle* pPrev;            // 8 null at the head
+  MsgHandle* pNext;            // 16
+  xcsMUTEX* hMutex;            // 24 unassociated handles only
+  uint32_t PropsSize;          // 32 bytes allocated at pProps
+  uint32_t Reserved0;          // 36
+  ZRFPROPS* pProps;            // 40 the property list
+  KWMD MsgDesc;                // 48 version 2, 364 bytes
+  uint32_t MsgDescFieldsSet;   // 412 kMdf* bits of descriptor_fields.h
+  uint32_t ValidationOff;      // 416 1: names not validated on set
+  uint32_t Reserved1;          // 420
+  MsgHandleWorkArea Work;      // 424
+  ZRFCURSOR* pCursor;          // 592 browse cursor, from the first inquiry
+  uint32_t ReservedWord;       // 600 0 at creation and after a reset
+  int32_t ReservedHConn;       // 604 -3 at creation
+  uint32_t OwningPid;          // 608 process holding the thread lock, 0 none
+  uint32_t OwningTid;          // 612 thread holding the thread lock, 0 none
+  uint32_t TidRecursionCount;  // 616
+  int32_t OwningHConn;         // 620 object lock owner, -1 none
+  int32_t OwningHObj;          // 624
+  uint32_t Reserved2;          // 628
+};
+static_assert(sizeof(MsgHandle) == 632, "the handle object is 632 bytes");
+static_assert(offsetof(MsgHandle, pProps) == 40, "property list at 40");
+static_assert(offsetof(MsgHandle, MsgDesc) == 48, "descriptor at 48");
+static_assert(offsetof(MsgHandle, MsgDescFieldsSet) == 412, "fields set after the descriptor");
+static_assert(offsetof(MsgHandle, Work) == 424, "work area at 424");
+static_assert(offsetof(MsgHandle, pCursor) == 592, "cursor at 592");
+static_assert(offsetof(MsgHandle, OwningPid) == 608, "owner fields at 608");
+static_assert(offsetof(MsgHandle, OwningHObj) == 624, "object owner at 624");
+static_assert(offsetof(MsgHandleAnchor, pHead) == 16, "anchor head at 16");
+
+namespace zxv::props {
+
+inline constexpr char kHandleEyeCatcher[4] = {'Z', 'S', 'T', 'M'};
+inline constexpr uint32_t kHandleVersion = 2;
+inline constexpr int32_t kReservedHConnAtCreate = KWHC_UNASSOCIATED_HCONN;
+
+inline bool IsUnassociated(KWHCONN hConn) { return hConn == KWHC_UNASSOCIATED_HCONN; }
+
+// The handle a value stands for; no memory is read.
+inline MsgHandle* HandleOf(KWHMSG hMsg) {
+  return reinterpret_cast<MsgHandle*>(static_cast<intptr_t>(hMsg));
+}
+inline KWHMSG HandleValueOf(const MsgHandle* handle) {
+  return static_cast<KWHMSG>(reinterpret_cast<intptr_t>(handle));
+}
+
+// The list of a handle as the store takes it; write it back with StoreList.
+inline ZRFPAL ListOf(const MsgHandle* handle) {
+  return ZRFPAL{handle->pProps, handle->PropsSize, 0};
+}
+inline void StoreList(MsgHandle* handle, const ZRFPAL& pal) {
+  handle->pProps = pal.pProps;
+  handle->PropsSize = pal.Size;
+}
+
+// ---------------------------------------------------------------------------
+// Anchors and the handle's life (message_handle_create.cpp).
+
+// The process-wide anchor of unassociated handles.
+MsgHandleAnchor* ProcessAnchor();
+
+// The anchor a call works on: for the unassociated connection handle the
+// given anchor or, when null, the process-wide one; otherwise the given one.
+inline MsgHandleAnchor* AnchorFor(KWHCONN hConn, MsgHandleAnchor* anchor) {
+  return IsUnassociated(hConn) && anchor == nullptr ? ProcessAnchor() : anchor;
+}
+
+// The anchor's mutex as last published (null before the first unassociated
+// create on it).
+xcsMUTEX* AnchorMutex(const MsgHandleAnchor* anchor);
+
+// Creates a handle on `anchor` and returns it in *out.
+KWLONG CreateHandle(KWHCONN hConn, KWLONG createOptions, MsgHandleAnchor* anchor, MsgHandle** out);
+
+// Unlinks and frees the handle; see zstDeleteMessageHandleResources.
+KWLONG DeleteHandleResources(MsgHandleAnchor* anchor, MsgHandle* handle, bool releaseLock);
+
+// Returns the handle's content to its state after create.
+void ResetHandle(MsgHandle* handle, bool resetDescriptor);
+
+// ---------------------------------------------------------------------------
+// Locks (message_handle_lock.cpp).
+
+// 0 when `hMsg` is on the anchor's list, else 2460; addresses only.
+KWLONG VerifyHandle(KWHMSG hMsg, const MsgHandleAnchor* anchor);
+
+// See zstAcquireMessageHandle. `thread` may be null.
+KWLONG AcquireHandle(xihTHREAD* thread, KWHMSG hMsg, const char* description,
+                     MsgHandleAnchor* connAnchor, MsgHandleAnchor* unassocAnchor,
+                     bool releaseAnchor, KWLONG lockType, KWHCONN hConn, KWHOBJ hObj,
+                     KWLONG options, MsgHandle** out);
+
+// See zstLockMessageHandle.
+KWLONG LockHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn, KWHOBJ hObj,
+                  bool mutexRequired);
+
+// See zstReleaseMessageHandle.
+ZXVRC ReleaseHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn,
+                    KWHOBJ hObj);
+
+// Releases the anchor's mutex taken by AcquireHandle for a caller that kept
+// it.
+void ReleaseAnchor(MsgHandleAnchor* anchor);
+
+// Writes a failure record with the handle's bytes (traced as "Message handle
+// data"); the handle must be readable.
+void RecordHandleFailure(const MsgHandle* handle, const char* file, uint32_t probe, xcsRC rc,
+                         const char* comment, uint32_t fn);
+
+// ---------------------------------------------------------------------------
+// Types (message_handle_types.cpp).
+
+// The store's internal type code of an external type (KWTYPE_*); 11 for
+// KWTYPE_AS_SET and any value that is not a property type.
+uint32_t InternalTypeOf(KWLONG externalType);
+
+// The external type of an internal type code; -1 for codes 10 and 11,
+// which have none.
+KWLONG ExternalTypeOf(uint32_t internalType);
+
+// ---------------------------------------------------------------------------
+// Inquiry helpers (message_handle_copy_value.cpp, message_handle_name.cpp).
+
+// See zstCopyPropertyValue. `requestedType` is an internal type code
+// (ZRF_TYPE_AS_STORED: as stored); *returnedType receives the external type.
+KWLONG CopyPropertyValue(const ZRFPROPINFO& info, KWIMPO* impo, uint32_t requestedType,
+                         KWLONG* returnedType, KWPD* pd, KWLONG valueLength, void* value,
+                         KWLONG* dataLength, ZRFWORKAREA* work);
+
+// See zstCalculatePropertyName: KWRC_NONE or a warning reason.
+KWLONG CalculatePropertyName(const ZRFPROPINFO& info, KWIMPO* impo, ZRFWORKAREA* work, uint32_t fn);
+
+// Grows the work area's buffer to at least `size` bytes (content not
+// kept). 2071/2102/2195 when it cannot.
+KWLONG ReserveWork(ZRFWORKAREA* work, uint64_t size);
+
+// ---------------------------------------------------------------------------
+// The index of a handle's list (message_handle_index.cpp): node offsets by
+// name, a cache checked against the list on every hit, so that a stale or
+// missing index never gives a wrong answer, only a slower one.
+
+// Raises the handle's change count; call after every change to the list
+// made outside the functions of this header.
+inline void NoteListChanged(MsgHandle* handle) { ++handle->Work.ChangeCount; }
+
+// Finds the node of exactly `name` (bytes in the list's CCSID) through the
+// index, building it first when it does not describe the list. True with
+// *offset the node's offset when the index holds the name and the node
+// there carries it; false means "not known here": the caller searches.
+bool IndexLookup(MsgHandle* handle, const uint8_t* name, uint32_t nameLength, uint32_t* offset);
+
+// Frees the index.
+void FreeIndex(MsgHandle* handle);
+
+}  // namespace zxv::props

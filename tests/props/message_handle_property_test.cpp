@@ -1,0 +1,554 @@
+// Properties through a handle: every type set and inquired, type and value
+// conversion on inquiry, length checks, property descriptors, names that
+// live in the message descriptor, browsing (wildcards, inquire next, the
+// property under the cursor), returned names, delete, and storage failures.
+#include <cmath>
+#include <limits>
+#include <sstream>
+
+#include "props/descriptor_fields.h"
+#include "tests/props/message_handle_test_util.h"
+
+namespace zxv::test {
+namespace {
+
+class MessageHandlePropertyTest : public MessageHandleTest {
+ protected:
+  void SetUp() override {
+    MessageHandleTest::SetUp();
+    hMsg_ = Create();
+  }
+  std::vector<std::string> BrowseAll(const std::string& pattern) {
+    std::vector<std::string> found;
+    for (KWLONG options = KWIMPO_INQ_FIRST;; options = KWIMPO_INQ_NEXT) {
+      const Inquired r = Inquire(hMsg_, pattern, options, KWTYPE_AS_SET, 256, 64);
+      if (r.reason != KWRC_NONE) {
+        EXPECT_EQ(r.reason, KWRC_PROPERTY_NOT_AVAILABLE);
+        break;
+      }
+      found.push_back(r.name);
+    }
+    return found;
+  }
+  KWHMSG hMsg_ = KWHM_NONE;
+};
+
+std::vector<uint8_t> Bytes(const void* p, size_t n) {
+  const auto* b = static_cast<const uint8_t*>(p);
+  return std::vector<uint8_t>(b, b + n);
+}
+
+TEST_F(MessageHandlePropertyTest, EveryTypeRoundTrips) {
+  const int8_t i8 = -7;
+  const int16_t i16 = -30000;
+  const int32_t i32 = 2000000000;
+  const int64_t i64 = -9000000000000000000LL;
+  const float f32 = 1.5f;
+  const double f64 = -2.25e300;
+  const int32_t boolean = 1;
+  const std::string text = "h\xC3\xA9llo";
+  const uint8_t bytes[] = {0, 1, 2, 0xFF};
+  struct Case {
+    const char* name;
+    KWLONG type;
+    std::vector<uint8_t> value;
+  };
+  const Case cases[] = {
+      {"t.int8", KWTYPE_INT8, Bytes(&i8, 1)},
+      {"t.int16", KWTYPE_INT16, Bytes(&i16, 2)},
+      {"t.int32", KWTYPE_INT32, Bytes(&i32, 4)},
+      {"t.int64", KWTYPE_INT64, Bytes(&i64, 8)},
+      {"t.float32", KWTYPE_FLOAT32, Bytes(&f32, 4)},
+      {"t.float64", KWTYPE_FLOAT64, Bytes(&f64, 8)},
+      {"t.boolean", KWTYPE_BOOLEAN, Bytes(&boolean, 4)},
+      {"t.string", KWTYPE_STRING, Bytes(text.data(), text.size())},
+      {"t.empty", KWTYPE_STRING, {}},
+      {"t.bytes", KWTYPE_BYTE_STRING, Bytes(bytes, sizeof bytes)},
+      {"t.null", KWTYPE_NULL, {}},
+  };
+  for (const Case& c : cases) {
+    ASSERT_EQ(Set(hMsg_, c.name, c.type, c.value.data(), static_cast<KWLONG>(c.value.size())),
+              KWRC_NONE)
+        << c.name;
+  }
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Inquired r = Inquire(hMsg_, c.name);
+    ASSERT_EQ(r.reason, KWRC_NONE);
+    EXPECT_EQ(r.cc, KWCC_OK);
+    EXPECT_EQ(r.type, c.type);
+    EXPECT_EQ(r.length, static_cast<KWLONG>(c.value.size()));
+    EXPECT_EQ(r.value, c.value);
+    EXPECT_EQ(std::memcmp(r.pd.StrucId, "PD  ", 4), 0);
+    EXPECT_EQ(r.pd.CopyOptions, KWCOPY_DEFAULT);
+  }
+  // A value that does not suit its type is refused.
+  EXPECT_EQ(Set(hMsg_, "bad", KWTYPE_INT32, &i16, 2), KWRC_PROPERTY_TYPE_ERROR);
+  EXPECT_EQ(Set(hMsg_, "bad", 3 /* no such type */, &i32, 4), KWRC_PROPERTY_TYPE_ERROR);
+}
+
+TEST_F(MessageHandlePropertyTest, ReplacingKeepsOneProperty) {
+  ASSERT_EQ(SetInt32(hMsg_, "a.b", 1), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "a.b", "two"), KWRC_NONE);
+  EXPECT_EQ(ListNames(hMsg_), std::vector<std::string>{"a.b"});
+  const Inquired r = Inquire(hMsg_, "a.b");
+  EXPECT_EQ(r.type, KWTYPE_STRING);
+  EXPECT_EQ(TextOf(r), "two");
+}
+
+// Inquiry with KWIMPO_CONVERT_TYPE: a stored value read as another type.
+TEST_F(MessageHandlePropertyTest, ConvertTypeTable) {
+  const int8_t i8 = -5;
+  const int32_t i32 = 70000;
+  const float f32 = 0.5f;
+  const int32_t yes = 1;
+  const uint8_t bytes[] = {1, 2};
+  ASSERT_EQ(Set(hMsg_, "i8", KWTYPE_INT8, &i8, 1), KWRC_NONE);
+  ASSERT_EQ(Set(hMsg_, "i32", KWTYPE_INT32, &i32, 4), KWRC_NONE);
+  ASSERT_EQ(Set(hMsg_, "f32", KWTYPE_FLOAT32, &f32, 4), KWRC_NONE);
+  ASSERT_EQ(Set(hMsg_, "yes", KWTYPE_BOOLEAN, &yes, 4), KWRC_NONE);
+  ASSERT_EQ(Set(hMsg_, "bytes", KWTYPE_BYTE_STRING, bytes, 2), KWRC_NONE);
+  ASSERT_EQ(Set(hMsg_, "nothing", KWTYPE_NULL, nullptr, 0), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "s.int", "-120"), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "s.big", "300"), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "s.float", "2.5e3"), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "s.true", "tRuE"), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "s.zero", "0"), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "s.word", "12ab"), KWRC_NONE);
+  ASSERT_EQ(SetString(hMsg_, "s.plus", "+42"), KWRC_NONE);
+
+  struct Case {
+    const char* name;
+    KWLONG asked;
+    KWLONG reason;
+    KWLONG type;         // returned
+    std::string result;  // text, or the value's bytes as text of a number
+  };
+  auto i64 = [](int64_t v) { return std::to_string(v); };
+  const Case cases[] = {
+      {"i8", KWTYPE_INT16, KWRC_NONE, KWTYPE_INT16, i64(-5)},
+      {"i8", KWTYPE_INT64, KWRC_NONE, KWTYPE_INT64, i64(-5)},
+      {"i8", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, "-5"},
+      {"i32", KWTYPE_INT64, KWRC_NONE, KWTYPE_INT64, i64(70000)},
+      {"i32", KWTYPE_INT16, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"i32", KWTYPE_FLOAT64, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"i32", KWTYPE_BOOLEAN, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"i32", KWTYPE_BYTE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"i32", KWTYPE_NULL, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"i32", KWTYPE_AS_SET, KWRC_NONE, KWTYPE_INT32, i64(70000)},
+      {"i32", 3 /* no type */, KWRC_NONE, KWTYPE_INT32, i64(70000)},
+      {"f32", KWTYPE_FLOAT64, KWRC_NONE, KWTYPE_FLOAT64, "0.5"},
+      {"f32", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, "0.5"},
+      {"f32", KWTYPE_INT32, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"yes", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, "TRUE"},
+      {"yes", KWTYPE_INT32, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"bytes", KWTYPE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"nothing", KWTYPE_INT32, KWRC_NONE, KWTYPE_NULL, ""},
+      {"s.int", KWTYPE_INT8, KWRC_NONE, KWTYPE_INT8, i64(-120)},
+      {"s.big", KWTYPE_INT8, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, ""},
+      {"s.big", KWTYPE_INT16, KWRC_NONE, KWTYPE_INT16, i64(300)},
+      {"s.float", KWTYPE_FLOAT64, KWRC_NONE, KWTYPE_FLOAT64, "2500"},
+      {"s.float", KWTYPE_INT32, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, ""},
+      {"s.true", KWTYPE_BOOLEAN, KWRC_NONE, KWTYPE_BOOLEAN, i64(1)},
+      {"s.zero", KWTYPE_BOOLEAN, KWRC_NONE, KWTYPE_BOOLEAN, i64(0)},
+      {"s.word", KWTYPE_INT64, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, ""},
+      {"s.word", KWTYPE_BYTE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
+      {"s.plus", KWTYPE_INT32, KWRC_NONE, KWTYPE_INT32, i64(42)},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.name << " as " << c.asked);
+    const Inquired r = Inquire(hMsg_, c.name, KWIMPO_CONVERT_TYPE, c.asked);
+    ASSERT_EQ(r.reason, c.reason);
+    if (c.reason != KWRC_NONE) {
+      EXPECT_EQ(r.cc, KWCC_FAILED);
+      EXPECT_EQ(r.type, c.asked);  // left as the caller gave it
+      continue;
+    }
+    EXPECT_EQ(r.type, c.type);
+    std::string got;
+    switch (c.type) {
+      case KWTYPE_STRING:
+      case KWTYPE_NULL:
+        got = TextOf(r);
+        break;
+      case KWTYPE_INT8:
+        got = i64(ValueAs<int8_t>(r));
+        break;
+      case KWTYPE_INT16:
+        got = i64(ValueAs<int16_t>(r));
+        break;
+      case KWTYPE_INT32:
+      case KWTYPE_BOOLEAN:
+        got = i64(ValueAs<int32_t>(r));
+        break;
+      case KWTYPE_INT64:
+        got = i64(ValueAs<int64_t>(r));
+        break;
+      case KWTYPE_FLOAT64: {
+        std::ostringstream s;
+        s << ValueAs<double>(r);
+        got = s.str();
+        break;
+      }
+    }
+    EXPECT_EQ(got, c.result);
+  }
+  // Without the option the requested type is ignored.
+  const Inquired r = Inquire(hMsg_, "i32", KWIMPO_INQ_FIRST, KWTYPE_STRING);
+  EXPECT_EQ(r.type, KWTYPE_INT32);
+}
+
+TEST_F(MessageHandlePropertyTest, BufferTooSmallGivesTheLength) {
+  ASSERT_EQ(SetString(hMsg_, "s", "0123456789"), KWRC_NONE);
+  const int64_t v = 1;
+  ASSERT_EQ(Set(hMsg_, "i", KWTYPE_INT64, &v, 8), KWRC_NONE);
+
+  Inquired r = Inquire(hMsg_, "s", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 9);
+  EXPECT_EQ(r.reason, KWRC_PROPERTY_VALUE_TOO_BIG);
+  EXPECT_EQ(r.cc, KWCC_FAILED);
+  EXPECT_EQ(r.length, 10);
+  EXPECT_EQ(r.value, std::vector<uint8_t>(9, 0xEE));  // nothing copied
+  EXPECT_EQ(Inquire(hMsg_, "s", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 10).reason, KWRC_NONE);
+
+  r = Inquire(hMsg_, "i", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 7);
+  EXPECT_EQ(r.reason, KWRC_PROPERTY_VALUE_TOO_BIG);
+  EXPECT_EQ(r.length, 8);
+  // The converted value is what must fit: "1" as text needs one byte.
+  r = Inquire(hMsg_, "i", KWIMPO_CONVERT_TYPE, KWTYPE_STRING, 1);
+  EXPECT_EQ(r.reason, KWRC_NONE);
+  EXPECT_EQ(TextOf(r), "1");
+
+  // Asking for the length only.
+  r = Inquire(hMsg_, "s", KWIMPO_QUERY_LENGTH, KWTYPE_AS_SET, 0);
+  EXPECT_EQ(r.reason, KWRC_NONE);
+  EXPECT_EQ(r.length, 10);
+  EXPECT_EQ(r.type, KWTYPE_STRING);
+}
+
+TEST_F(MessageHandlePropertyTest, PropertyDescriptorChecks) {
+  ASSERT_EQ(SetInt32(hMsg_, "keep", 1), KWRC_NONE);
+  const std::vector<uint8_t> before = ListBytes(hMsg_);
+  struct Case {
+    KWLONG context;
+    KWLONG copyOptions;
+    const char* trace;
+  };
+  const Case bad[] = {{2, KWCOPY_DEFAULT, "Unsupported KWPD Context value"},
+                      {3, KWCOPY_DEFAULT, "Multiple KWPD Context values"},
+                      {-1, KWCOPY_DEFAULT, "Multiple KWPD Context values"},
+                      {KWPD_NO_CONTEXT, 32, "Unsupported KWPD CopyOptions value"},
+                      {KWPD_NO_CONTEXT, -1, "Unsupported KWPD CopyOptions value"}};
+  for (const Case& c : bad) {
+    SCOPED_TRACE(c.trace);
+    TraceLines trace;
+    const KWPD pd = MakePD(c.copyOptions, c.context);
+    const int32_t v = 5;
+    EXPECT_EQ(Set(hMsg_, "p", KWTYPE_INT32, &v, 4, &pd), KWRC_PD_ERROR);
+    EXPECT_EQ(cc_, KWCC_FAILED);
+    EXPECT_TRUE(trace.Contains(c.trace));
+    EXPECT_EQ(ListBytes(hMsg_), before);
+  }
+  // The good ones are stored and given back.
+  const KWPD pd = MakePD(KWCOPY_ALL | KWCOPY_REPLY, KWPD_USER_CONTEXT, 0);
+  const int32_t v = 5;
+  ASSERT_EQ(Set(hMsg_, "p", KWTYPE_INT32, &v, 4, &pd), KWRC_NONE);
+  const Inquired r = Inquire(hMsg_, "p");
+  EXPECT_EQ(r.pd.Context, KWPD_USER_CONTEXT);
+  EXPECT_EQ(r.pd.CopyOptions, KWCOPY_ALL | KWCOPY_REPLY);
+  EXPECT_EQ(r.pd.Support, 0);  // a validating handle keeps it
+}
+
+TEST_F(MessageHandlePropertyTest, NonValidatingHandleMarksSupportOptional) {
+  const KWHMSG lax = Create(kConn, KWCMHO_DEFAULT_VALIDATION);
+  const KWPD pd = MakePD(KWCOPY_DEFAULT, KWPD_NO_CONTEXT, 0x00100000);
+  const int32_t v = 1;
+  ASSERT_EQ(Set(lax, "p", KWTYPE_INT32, &v, 4, &pd), KWRC_NONE);
+  EXPECT_EQ(Inquire(lax, "p").pd.Support, KWPD_SUPPORT_OPTIONAL);
+  // Names are checked only on a validating handle.
+  EXPECT_EQ(SetInt32(lax, "JMSBogus", 1), KWRC_NONE);
+  EXPECT_EQ(SetInt32(hMsg_, "JMSBogus", 1), KWRC_PROPERTY_NAME_ERROR);
+  EXPECT_EQ(SetInt32(hMsg_, "trailing.", 1), KWRC_PROPERTY_NAME_ERROR);
+}
+
+TEST_F(MessageHandlePropertyTest, DescriptorNamesLiveInTheDescriptor) {
+  MsgHandle* h = HandleAt(hMsg_);
+  for (const char* name : {"Root.KWMD.Priority", "JMSPriority"}) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(zstResetMessageHandle(nullptr, h, 1), KWRC_NONE);
+    ASSERT_EQ(SetInt32(hMsg_, name, 6), KWRC_NONE);
+    EXPECT_EQ(h->MsgDesc.Priority, 6);
+    EXPECT_NE(h->MsgDescFieldsSet & props::kMdfPriority, 0u);
+    EXPECT_EQ(h->pProps->StrucLen, static_cast<KWULONG>(ZRFP_HEADER_LENGTH));  // not in the list
+    // Inquiry reads the descriptor, whichever name was used to set it.
+    h->MsgDesc.Priority = 3;
+    for (const char* alias : {"Root.KWMD.Priority", "JMSPriority"}) {
+      const Inquired r = Inquire(hMsg_, alias);
+      ASSERT_EQ(r.reason, KWRC_NONE) << alias;
+      EXPECT_EQ(r.type, KWTYPE_INT32);
+      EXPECT_EQ(ValueAs<int32_t>(r), 3);
+    }
+    EXPECT_EQ(DeleteProperty(hMsg_, name), KWRC_NONE);
+    EXPECT_EQ(h->MsgDesc.Priority, -1);
+    EXPECT_EQ(h->MsgDescFieldsSet & props::kMdfPriority, 0u);
+  }
+  // A string field.
+  ASSERT_EQ(SetString(hMsg_, "Root.KWMD.Format", "KWSTR"), KWRC_NONE);
+  EXPECT_EQ(std::memcmp(h->MsgDesc.Format, "KWSTR   ", 8), 0);
+  EXPECT_EQ(TextOf(Inquire(hMsg_, "Root.KWMD.Format")), "KWSTR");
+  // A value that cannot go into the field.
+  EXPECT_EQ(SetString(hMsg_, "Root.KWMD.Priority", "high"), KWRC_PROPERTY_TYPE_ERROR);
+}
+
+TEST_F(MessageHandlePropertyTest, DescriptorNameIsASingleProperty) {
+  TraceLines trace;
+  const Inquired first = Inquire(hMsg_, "JMSPriority");
+  ASSERT_EQ(first.reason, KWRC_NONE);
+  EXPECT_EQ(ValueAs<int32_t>(first), -1);
+  EXPECT_EQ(Inquire(hMsg_, "JMSPriority", KWIMPO_INQ_NEXT).reason, KWRC_PROPERTY_NOT_AVAILABLE);
+  EXPECT_TRUE(trace.Contains("Continuing previous browse on single property"));
+  // The property under the cursor is the descriptor field.
+  const Inquired again = Inquire(hMsg_, "", KWIMPO_INQ_PROP_UNDER_CURSOR, KWTYPE_AS_SET, 256, 32);
+  ASSERT_EQ(again.reason, KWRC_NONE);
+  EXPECT_EQ(again.name, "JMSPriority");
+}
+
+TEST_F(MessageHandlePropertyTest, WildcardBrowsesInListOrder) {
+  for (const char* name : {"app.x", "b", "app.y", "app.sub.z", "apple"}) {
+    ASSERT_EQ(SetInt32(hMsg_, name, 1), KWRC_NONE);
+  }
+  const std::vector<std::string> all = ListNames(hMsg_);
+  EXPECT_EQ(BrowseAll("%"), all);
+  EXPECT_EQ(BrowseAll("app.%"), (std::vector<std::string>{"app.x", "app.y", "app.sub.z"}));
+  EXPECT_EQ(BrowseAll("app%"), (std::vector<std::string>{"app.x", "app.y", "app.sub.z", "apple"}));
+  EXPECT_EQ(BrowseAll("app.y"), std::vector<std::string>{"app.y"});
+  EXPECT_TRUE(BrowseAll("zz%").empty());
+  // Descriptor fields are not part of a wildcard browse.
+  ASSERT_EQ(SetInt32(hMsg_, "JMSPriority", 2), KWRC_NONE);
+  EXPECT_EQ(BrowseAll("%"), all);
+}
+
+TEST_F(MessageHandlePropertyTest, BrowseSurvivesDeletingTheCurrentProperty) {
+  for (const char* name : {"a.1", "a.2", "a.3"}) ASSERT_EQ(SetInt32(hMsg_, name, 1), KWRC_NONE);
+  Inquired r = Inquire(hMsg_, "a.%", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 256, 16);
+  ASSERT_EQ(r.name, "a.1");
+  r = Inquire(hMsg_, "a.%", KWIMPO_INQ_NEXT, KWTYPE_AS_SET, 256, 16);
+  ASSERT_EQ(r.name, "a.2");
+  // Delete the property under the cursor, then go on.
+  ASSERT_EQ(DeleteProperty(hMsg_, "", KWDMPO_DEL_PROP_UNDER_CURSOR), KWRC_NONE);
+  EXPECT_EQ(ListNames(hMsg_), (std::vector<std::string>{"a.1", "a.3"}));
+  r = Inquire(hMsg_, "a.%", KWIMPO_INQ_NEXT, KWTYPE_AS_SET, 256, 16);
+  EXPECT_EQ(r.name, "a.3");
+  // Under the cursor reads the last one returned again.
+  r = Inquire(hMsg_, "ignored", KWIMPO_INQ_PROP_UNDER_CURSOR, KWTYPE_AS_SET, 256, 16);
+  EXPECT_EQ(r.reason, KWRC_NONE);
+  EXPECT_EQ(r.name, "a.3");
+}
+
+TEST_F(MessageHandlePropertyTest, CursorOperationsWithoutACursor) {
+  EXPECT_EQ(DeleteProperty(hMsg_, "", KWDMPO_DEL_PROP_UNDER_CURSOR), KWRC_PROPERTY_NOT_AVAILABLE);
+  EXPECT_EQ(Inquire(hMsg_, "", KWIMPO_INQ_PROP_UNDER_CURSOR).reason, KWRC_PROPERTY_NOT_AVAILABLE);
+}
+
+TEST_F(MessageHandlePropertyTest, ReturnedNameAndItsTruncation) {
+  ASSERT_EQ(SetInt32(hMsg_, "usr.name", 1), KWRC_NONE);
+  Inquired r = Inquire(hMsg_, "usr.%", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 256, 64);
+  EXPECT_EQ(r.name, "usr.name");
+  EXPECT_EQ(r.impo.ReturnedName.VSLength, 8);
+  EXPECT_EQ(r.impo.ReturnedName.VSCCSID, 1208);
+
+  r = Inquire(hMsg_, "usr.%", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 256, 5);
+  EXPECT_EQ(r.reason, KWRC_PROPERTY_NAME_TOO_BIG);
+  EXPECT_EQ(r.cc, KWCC_WARNING);
+  EXPECT_EQ(r.name, "usr.n");
+  EXPECT_EQ(r.impo.ReturnedName.VSLength, 8);
+  EXPECT_EQ(ValueAs<int32_t>(r), 1);  // the value came all the same
+
+  // A failed get is not overwritten by the name's warning.
+  r = Inquire(hMsg_, "usr.%", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 2, 5);
+  EXPECT_EQ(r.reason, KWRC_PROPERTY_VALUE_TOO_BIG);
+
+  // Length only: no name is copied.
+  r = Inquire(hMsg_, "usr.%", KWIMPO_QUERY_LENGTH, KWTYPE_AS_SET, 0, 64);
+  EXPECT_EQ(r.reason, KWRC_NONE);
+  EXPECT_EQ(r.impo.ReturnedName.VSLength, 8);
+  EXPECT_TRUE(r.name.empty() || r.name.find('u') == std::string::npos);
+}
+
+TEST_F(MessageHandlePropertyTest, NameAndValueInTheRequestedCcsid) {
+  ASSERT_EQ(SetString(hMsg_, "k.abc", "AB"), KWRC_NONE);
+  KWIMPO impo = KWIMPO_DEFAULT_INIT;
+  impo.Options = KWIMPO_CONVERT_VALUE;
+  impo.RequestedCCSID = KWCCSI_UTF16;
+  impo.RequestedEncoding = KWENC_INTEGER_NORMAL;  // big-endian
+  char name[32];
+  impo.ReturnedName = KWCHARV{name, 0, sizeof name, 0, KWCCSI_EBCDIC_US};
+  const KWCHARV wanted = NameOf("k.abc");
+  char value[16];
+  KWLONG type = KWTYPE_AS_SET;
+  KWLONG length = 0;
+  KWLONG cc = -1;
+  KWLONG reason = -1;
+  ASSERT_EQ(zstInquireMessageProperty(nullptr, kConn, hMsg_, &impo, &wanted, nullptr, &type,
+                                      sizeof value, value, &length, &anchor_, &cc, &reason),
+            KWRC_NONE);
+  EXPECT_EQ(length, 4);
+  EXPECT_EQ(std::string(value, 4), std::string("\0A\0B", 4));
+  EXPECT_EQ(impo.ReturnedCCSID, KWCCSI_UTF16);
+  EXPECT_EQ(impo.ReturnedName.VSCCSID, KWCCSI_EBCDIC_US);
+  EXPECT_EQ(std::string(name, 5), "\x92\x4B\x81\x82\x83");  // "k.abc" in EBCDIC
+
+  // Numbers in the requested byte order.
+  const int32_t n = 0x01020304;
+  ASSERT_EQ(Set(hMsg_, "n", KWTYPE_INT32, &n, 4), KWRC_NONE);
+  const KWCHARV nName = NameOf("n");
+  ASSERT_EQ(zstInquireMessageProperty(nullptr, kConn, hMsg_, &impo, &nName, nullptr, &type,
+                                      sizeof value, value, &length, &anchor_, &cc, &reason),
+            KWRC_NONE);
+  EXPECT_EQ(std::string(value, 4), "\x01\x02\x03\x04");
+  EXPECT_EQ(impo.ReturnedEncoding, KWENC_INTEGER_NORMAL);
+
+  // Text that has no form in the requested CCSID stays as stored (a
+  // warning).
+  ASSERT_EQ(SetString(hMsg_, "k.euro", "\xE2\x82\xAC"), KWRC_NONE);
+  impo.RequestedCCSID = KWCCSI_ISO8859_1;
+  const KWCHARV euro = NameOf("k.euro");
+  EXPECT_EQ(zstInquireMessageProperty(nullptr, kConn, hMsg_, &impo, &euro, nullptr, &type,
+                                      sizeof value, value, &length, &anchor_, &cc, &reason),
+            KWRC_PROP_VALUE_NOT_CONVERTED);
+  EXPECT_EQ(cc, KWCC_WARNING);
+  EXPECT_EQ(length, 3);
+  EXPECT_EQ(impo.ReturnedCCSID, KWCCSI_UTF8);
+}
+
+TEST_F(MessageHandlePropertyTest, NameThatCannotBeConvertedIsGivenAsStored) {
+  ASSERT_EQ(SetInt32(hMsg_, "n\xC3\xA9", 1), KWRC_NONE);  // "né"
+  KWIMPO impo = KWIMPO_DEFAULT_INIT;
+  char name[16];
+  impo.ReturnedName = KWCHARV{name, 0, sizeof name, 0, 367 /* ASCII only */};
+  const KWCHARV wanted = NameOf("n\xC3\xA9");
+  int32_t value = 0;
+  KWLONG type = KWTYPE_AS_SET;
+  KWLONG length = 0;
+  KWLONG cc = -1;
+  KWLONG reason = -1;
+  EXPECT_EQ(zstInquireMessageProperty(nullptr, kConn, hMsg_, &impo, &wanted, nullptr, &type,
+                                      sizeof value, &value, &length, &anchor_, &cc, &reason),
+            KWRC_PROP_NAME_NOT_CONVERTED);
+  EXPECT_EQ(cc, KWCC_WARNING);
+  EXPECT_EQ(value, 1);
+  EXPECT_EQ(impo.ReturnedName.VSCCSID, KWCCSI_UTF8);
+  EXPECT_EQ(std::string(name, 3), "n\xC3\xA9");
+}
+
+TEST_F(MessageHandlePropertyTest, NamesInOtherCcsidsFindTheSameProperty) {
+  ASSERT_EQ(SetInt32(hMsg_, "abc", 9), KWRC_NONE);
+  const char ebcdic[] = "\x81\x82\x83";
+  const KWCHARV name{const_cast<char*>(ebcdic), 0, 0, 3, KWCCSI_EBCDIC_US};
+  int32_t value = 0;
+  KWLONG type = KWTYPE_AS_SET;
+  KWLONG length = 0;
+  EXPECT_EQ(zstInquireMessageProperty(nullptr, kConn, hMsg_, nullptr, &name, nullptr, &type,
+                                      sizeof value, &value, &length, &anchor_, &cc_, &rc_),
+            KWRC_NONE);
+  EXPECT_EQ(value, 9);
+  // A NUL-terminated name.
+  const KWCHARV terminated{const_cast<char*>("abc"), 0, 0, KWVS_NULL_TERMINATED, KWCCSI_APPL};
+  value = 0;
+  EXPECT_EQ(zstInquireMessageProperty(nullptr, kConn, hMsg_, nullptr, &terminated, nullptr, &type,
+                                      sizeof value, &value, &length, &anchor_, &cc_, &rc_),
+            KWRC_NONE);
+  EXPECT_EQ(value, 9);
+}
+
+TEST_F(MessageHandlePropertyTest, MissingNamesAndProperties) {
+  EXPECT_EQ(Inquire(hMsg_, "none").reason, KWRC_PROPERTY_NOT_AVAILABLE);
+  EXPECT_EQ(DeleteProperty(hMsg_, "none"), KWRC_PROPERTY_NOT_AVAILABLE);
+  EXPECT_EQ(cc_, KWCC_FAILED);
+  EXPECT_EQ(DeleteProperty(hMsg_, "JMSPriority"), KWRC_PROPERTY_NOT_AVAILABLE);  // never set
+  EXPECT_EQ(SetInt32(hMsg_, "", 1), KWRC_PROPERTY_NAME_ERROR);
+  const int32_t v = 1;
+  EXPECT_EQ(zstSetMessageProperty(nullptr, kConn, hMsg_, nullptr, nullptr, nullptr, KWTYPE_INT32, 4,
+                                  &v, &anchor_, &cc_, &rc_),
+            KWRC_PROPERTY_NAME_ERROR);
+  const KWCHARV negative{const_cast<char*>("a"), 0, 0, -5, KWCCSI_UTF8};
+  EXPECT_EQ(zstSetMessageProperty(nullptr, kConn, hMsg_, nullptr, &negative, nullptr, KWTYPE_INT32,
+                                  4, &v, &anchor_, &cc_, &rc_),
+            KWRC_PROPERTY_NAME_ERROR);
+  EXPECT_EQ(Set(hMsg_, "a", KWTYPE_STRING, "x", -1), KWRC_PROPERTY_TYPE_ERROR);
+}
+
+TEST_F(MessageHandlePropertyTest, ListGrowsAndSurvivesFailedGrowth) {
+  // Fill the initial 4096 bytes, then make the next set need more.
+  const std::string big(1000, 'v');
+  for (int i = 0; i < 3; ++i)
+    ASSERT_EQ(SetString(hMsg_, "big" + std::to_string(i), big), KWRC_NONE);
+  const std::vector<uint8_t> before = ListBytes(hMsg_);
+  for (xcsRC code : {xcsRC_STORAGE_NOT_AVAILABLE, xcsRC_RESOURCE_PROBLEM}) {
+    xcsInjectAllocFailure(1, code, 1);
+    const KWLONG reason = SetString(hMsg_, "big3", big);
+    xcsInjectAllocFailure(0, 0, 0);
+    EXPECT_EQ(reason, xcsStorageReason(code));
+    EXPECT_EQ(ListBytes(hMsg_), before);
+  }
+  ASSERT_EQ(SetString(hMsg_, "big3", big), KWRC_NONE);
+  EXPECT_GT(HandleAt(hMsg_)->PropsSize, static_cast<uint32_t>(ZRFP_INITIAL_SIZE));
+  EXPECT_EQ(TextOf(Inquire(hMsg_, "big0", 0, KWTYPE_AS_SET, 2000)), big);
+  EXPECT_EQ(TextOf(Inquire(hMsg_, "big3", 0, KWTYPE_AS_SET, 2000)), big);
+}
+
+TEST_F(MessageHandlePropertyTest, CursorStorageFailureOnFirstInquiry) {
+  ASSERT_EQ(SetInt32(hMsg_, "n", 1), KWRC_NONE);
+  xcsInjectAllocFailure(1, xcsRC_STORAGE_NOT_AVAILABLE, 1);
+  const Inquired r = Inquire(hMsg_, "n");
+  xcsInjectAllocFailure(0, 0, 0);
+  EXPECT_EQ(r.reason, KWRC_STORAGE_NOT_AVAILABLE);
+  EXPECT_EQ(HandleAt(hMsg_)->TidRecursionCount, 0u);  // lock left as it was
+  EXPECT_EQ(ValueAs<int32_t>(Inquire(hMsg_, "n")), 1);
+}
+
+TEST_F(MessageHandlePropertyTest, CopyPropertyValueOnItsOwn) {
+  // A string-form node (as a header parser writes it) reads as its type.
+  ZRFPROPINFO info{};
+  const char text[] = "123";
+  info.TypeFlags = ZRF_TYPE_INT32 | ZRF_FLAG_STRING_FORM;
+  info.pValue = text;
+  info.ValueLength = 3;
+  info.ValueCCSID = KWCCSI_UTF8;
+  int32_t v = 0;
+  KWLONG type = KWTYPE_AS_SET;
+  KWLONG length = 0;
+  EXPECT_EQ(zstCopyPropertyValue(nullptr, &info, nullptr, &type, nullptr, sizeof v, &v, &length,
+                                 nullptr, &cc_, &rc_),
+            KWRC_NONE);
+  EXPECT_EQ(v, 123);
+  EXPECT_EQ(type, KWTYPE_INT32);
+  // Nodes without a property type.
+  for (KWULONG code : {KWULONG{ZRF_TYPE_NAME_ONLY}, KWULONG{ZRF_TYPE_AS_STORED}}) {
+    info.TypeFlags = code;
+    EXPECT_EQ(zstCopyPropertyValue(nullptr, &info, nullptr, &type, nullptr, sizeof v, &v, &length,
+                                   nullptr, &cc_, &rc_),
+              KWRC_PROP_TYPE_NOT_SUPPORTED);
+    EXPECT_EQ(cc_, KWCC_FAILED);
+  }
+  EXPECT_EQ(zstCopyPropertyValue(nullptr, nullptr, nullptr, &type, nullptr, 0, nullptr, &length,
+                                 nullptr, &cc_, &rc_),
+            KWRC_UNEXPECTED_ERROR);
+}
+
+TEST_F(MessageHandlePropertyTest, InquireTracesNamesOnlyInDetail) {
+  ASSERT_EQ(SetInt32(hMsg_, "secret.name", 1), KWRC_NONE);
+  {
+    TraceLines trace;
+    xtrSetLevel(XTR_LEVEL_FLOW);
+    Inquire(hMsg_, "secret.%", 0, KWTYPE_AS_SET, 256, 32);
+    EXPECT_TRUE(trace.Contains("< Property name suppressed >"));
+    EXPECT_FALSE(trace.Contains("secret.name"));
+  }
+  TraceLines trace;
+  Inquire(hMsg_, "secret.%", 0, KWTYPE_AS_SET, 256, 32);
+  EXPECT_TRUE(trace.Contains("secret.name"));
+  EXPECT_TRUE(trace.Contains("Associated"));
+}
+
+}  // namespace
+}  // namespace zxv::test
