@@ -214,8 +214,9 @@ bool TextUsable(const void* text, KWULONG length, uint32_t fn) {
   return false;
 }
 
-bool OutputUsable(const void* out, const KWULONG* out_length, uint32_t fn) {
-  if (out != nullptr && out_length != nullptr) return true;
+// Nothing is written for empty text, so the output may be null then.
+bool OutputUsable(const void* out, const KWULONG* out_length, KWULONG length, uint32_t fn) {
+  if ((out != nullptr || length == 0) && out_length != nullptr) return true;
   xcsERDPSFn(kComponent, __FILE__, kProbeMissing, xcsRC_INVALID_PARAMETER, nullptr, 0,
              "Missing parameter: %s (function 0x%X)", out == nullptr ? "pOut" : "pOutLength", fn);
   return false;
@@ -226,7 +227,7 @@ KWULONG SizeShell(const void* text, KWULONG length) {
   constexpr uint32_t fn = kFnEscapeBase + 4 * kType + 0;
   xtr_FNC_entry(kComponent, fn);
   const KWULONG size =
-      TextUsable(text, length, fn) && text != nullptr
+      TextUsable(text, length, fn) && length != 0
           ? Escaper<FamilyTraits<kType>>::EscapedSize(static_cast<const uint8_t*>(text), length)
           : 0;
   xtr_FNC_retcode(kComponent, fn, size);
@@ -238,9 +239,9 @@ KWLONG ExpandShell(const void* text, KWULONG length, void* out, KWULONG* out_len
   constexpr uint32_t fn = kFnEscapeBase + 4 * kType + 1;
   xtr_FNC_entry(kComponent, fn);
   KWLONG reason = KWRC_UNEXPECTED_ERROR;
-  if (TextUsable(text, length, fn) && OutputUsable(out, out_length, fn)) {
+  if (TextUsable(text, length, fn) && OutputUsable(out, out_length, length, fn)) {
     reason = KWRC_NONE;
-    if (text != nullptr) {
+    if (length != 0) {
       Escaper<FamilyTraits<kType>>::Expand(static_cast<const uint8_t*>(text), length,
                                            static_cast<uint8_t*>(out), out_length);
     }
@@ -254,10 +255,10 @@ KWLONG CompressShell(const void* text, KWULONG length, void* out, KWULONG* out_l
   constexpr uint32_t fn = kFnEscapeBase + 4 * kType + 2;
   xtr_FNC_entry(kComponent, fn);
   KWLONG reason = KWRC_UNEXPECTED_ERROR;
-  if (TextUsable(text, length, fn) && OutputUsable(out, out_length, fn)) {
+  if (TextUsable(text, length, fn) && OutputUsable(out, out_length, length, fn)) {
     reason = KWRC_NONE;
     *out_length = 0;
-    if (text != nullptr) {
+    if (length != 0) {
       Escaper<FamilyTraits<kType>>::Compress(static_cast<const uint8_t*>(text), length,
                                              static_cast<uint8_t*>(out), out_length);
     }

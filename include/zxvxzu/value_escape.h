@@ -22,9 +22,9 @@
  *
  * The expansion routines do not check the output's size: size it with the
  * matching CalculateEscapedSize first. Each routine traces entry and exit;
- * a missing pointer (text null with a non-zero length, output or length
- * null) writes a failure record, and Expand/Compress then return 2195 with
- * nothing written; otherwise they return 0.
+ * a missing pointer (text or output null with a non-zero length, the
+ * output length null) writes a failure record, and Expand/Compress then
+ * return 2195 with nothing written; otherwise they return 0.
  */
 #ifndef ZXVXZU_VALUE_ESCAPE_H
 #define ZXVXZU_VALUE_ESCAPE_H

@@ -1,0 +1,101 @@
+// The folder iterator and the folder-name scanner of every family.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "props/folder_iter.h"
+#include "props/rfh2_chain.h"
+#include "zxvxcs2/xcs_ccsid.h"
+
+namespace zxv::props {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Family {
+  const char* name;
+  uint32_t type;
+  int32_t ccsid;
+  int32_t encoding;
+};
+constexpr Family kFamilies[] = {
+    {"ASCII", XCS_CCSID_TYPE_ASCII, 819, 546},  {"EBCDIC", XCS_CCSID_TYPE_EBCDIC, 500, 546},
+    {"UTF8", XCS_CCSID_TYPE_UTF8, 1208, 546},   {"LUCS2", XCS_CCSID_TYPE_LUCS2, 1200, 546},
+    {"BUCS2", XCS_CCSID_TYPE_BUCS2, 1200, 273},
+};
+
+Bytes In(const Family& f, const std::string& text) {
+  Bytes out(text.size() * 4 + 4);
+  uint32_t used = 0;
+  EXPECT_EQ(xcsConvertString(1208, 546, text.data(), static_cast<uint32_t>(text.size()), f.ccsid,
+                             f.encoding, out.data(), static_cast<uint32_t>(out.size()), &used),
+            xcsRC_OK);
+  out.resize(used);
+  return out;
+}
+
+TEST(FolderName, ScannedInEveryFamily) {
+  struct Case {
+    const char* folder;
+    uint32_t start;  // in characters
+    const char* name;
+  };
+  const Case cases[] = {
+      {"<jms><Dlv>2</Dlv></jms>", 1, "jms"},
+      {"  <usr.x/>", 3, "usr.x"},
+      {"\t\r\n <mcd attr='1'>", 5, "mcd"},
+      {"<>", 1, ""},
+  };
+  for (const Family& f : kFamilies) {
+    const uint32_t unit = f.type >= XCS_CCSID_TYPE_LUCS2 ? 2 : 1;
+    for (const Case& c : cases) {
+      SCOPED_TRACE(std::string(f.name) + ": " + c.folder);
+      const Bytes text = In(f, c.folder);
+      FolderName name{99, 99};
+      ASSERT_EQ(ScanFolderName(f.type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),
+                KWRC_NONE);
+      EXPECT_EQ(name.start, c.start * unit);
+      EXPECT_EQ(Bytes(text.begin() + name.start, text.begin() + name.start + name.length),
+                In(f, c.name));
+    }
+    // A blank of another family is not a blank here.
+    const uint8_t other_blank = f.type == XCS_CCSID_TYPE_EBCDIC ? 0x20 : 0x40;
+    Bytes text = In(f, "<a>");
+    text.insert(text.begin(), unit, other_blank);
+    FolderName name;
+    EXPECT_EQ(ScanFolderName(f.type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),
+              KWRC_RFH_FORMAT_ERROR);
+  }
+  FolderName name;
+  EXPECT_EQ(ScanFolderName(0, reinterpret_cast<const uint8_t*>("<a>"), 3, &name, 0),
+            KWRC_RFH_FORMAT_ERROR);
+}
+
+TEST(FolderIterator, NeverHandsOutAFolderPastTheHeader) {
+  // 36-byte fixed part, then folders of 4 and 8 bytes, big-endian lengths.
+  Bytes header(36 + 4 + 4 + 4 + 8, ' ');
+  StoreInt(header.data() + 36, 4, true);
+  StoreInt(header.data() + 44, 8, true);
+  FolderIterator it(header.data(), static_cast<uint32_t>(header.size()), true);
+  Folder f;
+  ASSERT_EQ(it.Next(&f), FolderIterator::Step::kFolder);
+  EXPECT_EQ(f.offset, 36u);
+  EXPECT_EQ(f.length, 4u);
+  ASSERT_EQ(it.Next(&f), FolderIterator::Step::kFolder);
+  EXPECT_EQ(f.offset, 44u);
+  EXPECT_EQ(f.text, header.data() + 48);
+  EXPECT_EQ(it.Next(&f), FolderIterator::Step::kEnd);
+
+  // A length of 0xFFFFFFFC must not wrap around the remaining count.
+  StoreInt(header.data() + 44, -4, true);
+  FolderIterator bad(header.data(), static_cast<uint32_t>(header.size()), true);
+  ASSERT_EQ(bad.Next(&f), FolderIterator::Step::kFolder);
+  EXPECT_EQ(bad.Next(&f), FolderIterator::Step::kMalformed);
+  EXPECT_EQ(bad.bad_length(), 0xFFFFFFFCu);
+  EXPECT_EQ(bad.bad_remaining(), 8);
+  EXPECT_EQ(bad.Next(&f), FolderIterator::Step::kMalformed);
+}
+
+}  // namespace
+}  // namespace zxv::props
