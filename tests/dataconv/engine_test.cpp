@@ -1,0 +1,389 @@
+// vpiConvertData and vxKWXDX: the trace switch and its dumps, format names
+// over all 8 characters, the built-in stage without user exits, results that
+// leave the data as given, truncation, in-place conversion, argument checks.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "dataconv_test_util.h"
+#include "zxvxcs2/xcs_memory.h"
+#include "zxvxzu/dataconv.h"
+#include "zxvxzu/headers.h"
+
+namespace {
+
+using dctest::Bytes;
+using dctest::Conversion;
+using dctest::Form;
+using dctest::kBigEbcdic;
+using dctest::kLittleAscii;
+using dctest::ScopedEnv;
+using dctest::TraceCapture;
+using Vec = std::vector<uint8_t>;
+
+constexpr Form kLatin1{false, false, 546, 819};
+constexpr Form kUtf8{false, false, 546, 1208};
+
+Bytes Dlh(const Form& f, const std::string& next, int32_t next_encoding, int32_t next_ccsid) {
+  Bytes b(f);
+  b.Text("DLH ").I32(1).I32(2053).Text("DEST.Q", 48).Text("QM2", 48);
+  b.I32(next_encoding).I32(next_ccsid).Text(next, 8);
+  b.I32(11).Text("dlq", 28).Text("20240102", 8).Text("13000000", 8);
+  return b;
+}
+Bytes Dlh(const Form& f, const std::string& next) { return Dlh(f, next, f.encoding, f.ccsid); }
+
+Vec Text(const Form& f, const std::string& s) { return Bytes(f).Text(s).bytes(); }
+
+class EngineTest : public ::testing::Test {
+ protected:
+  // No user exits are found unless a test says where they are.
+  ScopedEnv exit_path_{"ZXV_EXIT_PATH", "/nonexistent"};
+  ScopedEnv no_exits_{"ZXV_NO_USER_DATACONV", nullptr};
+  ScopedEnv trace_switch_{"ZXV_TRACE_DATACONV", nullptr};
+};
+
+TEST_F(EngineTest, TraceSwitchDumpsWholeOrStartAndEnd) {
+  ScopedEnv on("ZXV_TRACE_DATACONV", "1");
+  {
+    TraceCapture trace;
+    Conversion c(Vec(128, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 256);
+    EXPECT_EQ(c.Run(), 0);
+    EXPECT_TRUE(
+        trace.Has("Pre conversion - CompCode (0) - Reason (0) - Data Length (128) - "
+                  "Available Length (128) - Buffer Length (256)"));
+    EXPECT_TRUE(trace.Has("Message Data - all"));
+    EXPECT_FALSE(trace.Has("Message Data - start"));
+    EXPECT_TRUE(trace.Has("Post conversion - Data Length (128)"));
+  }
+  {
+    TraceCapture trace;
+    Conversion c(Vec(129, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 256);
+    EXPECT_EQ(c.Run(), 0);
+    EXPECT_FALSE(trace.Has("Message Data - all"));
+    EXPECT_TRUE(trace.Has("Message Data - start"));
+    EXPECT_TRUE(trace.Has("Message Data - end"));
+  }
+  {
+    TraceCapture trace;
+    Conversion c(Vec(), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
+    EXPECT_EQ(c.Run(), 0);
+    EXPECT_TRUE(trace.Has("Message Data - AvailableLength <= 0 "));
+  }
+}
+
+TEST_F(EngineTest, TraceSwitchIsReadOnce) {
+  {
+    TraceCapture trace;
+    Conversion c(Vec(4, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
+    c.Run();
+    EXPECT_FALSE(trace.Has("Pre conversion"));
+  }
+  // Set behind the cache's back: the first answer stands.
+  setenv("ZXV_TRACE_DATACONV", "1", 1);
+  TraceCapture trace;
+  Conversion c(Vec(4, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
+  c.Run();
+  EXPECT_FALSE(trace.Has("Pre conversion"));
+  unsetenv("ZXV_TRACE_DATACONV");
+}
+
+TEST_F(EngineTest, FormatNamesCompareOverAllEightCharacters) {
+  const Vec text = Text(kBigEbcdic, "ABCD");
+  struct Case {
+    const char* format;
+    KWLONG reason;
+  } cases[] = {
+      {"KWSTR   ", 0},
+      {"KWSTR\0\0\0", KWRC_FORMAT_ERROR},
+      {"kwstr   ", KWRC_FORMAT_ERROR},
+      {" KWSTR  ", KWRC_FORMAT_ERROR},
+      {"KWSTR  .", KWRC_FORMAT_ERROR},
+      {"KWXMIT\0 ", KWRC_FORMAT_ERROR},
+  };
+  for (const Case& c : cases) {
+    Conversion conv(text, kBigEbcdic, kLittleAscii, c.format, 16);
+    EXPECT_EQ(conv.Run(), c.reason) << std::string(c.format, 8);
+    const Vec expected = c.reason == 0 ? Text(kLittleAscii, "ABCD") : text;
+    EXPECT_EQ(conv.Result(), expected) << std::string(c.format, 8);
+  }
+}
+
+TEST_F(EngineTest, NoFormatAndAmqpAreCopiedAsGiven) {
+  TraceCapture trace;
+  const Vec data = {'A', 'B', 'C', 'D', 0xFF, 0x00};
+  for (const char* format : {"        ", "KWAMQP  "}) {
+    Conversion c(data, kBigEbcdic, kLittleAscii, format, 16);
+    EXPECT_EQ(c.Run(), 0) << format;
+    EXPECT_EQ(c.Result(), data);
+    EXPECT_EQ(c.req.ResultEncoding, kBigEbcdic.encoding);
+    EXPECT_EQ(c.req.ResultCCSID, kBigEbcdic.ccsid);
+  }
+  EXPECT_TRUE(trace.Has("Copy 6 bytes starting with string 'ABCD'"));
+}
+
+TEST_F(EngineTest, NoUserExitsLeavesAUserFormatWithTheBuiltInStagesReason) {
+  ScopedEnv off("ZXV_NO_USER_DATACONV", "1");
+  const Vec data = {0x00, 0x00, 0x00, 0x01, 0xC1, 0xC2};
+  Conversion c(data, kBigEbcdic, kLittleAscii, "MYFMT   ", 16);
+  EXPECT_EQ(c.Run(), 0);
+  EXPECT_EQ(c.req.CompCode, KWCC_OK);
+  EXPECT_EQ(c.Result(), data);
+  EXPECT_EQ(c.req.ResultEncoding, kBigEbcdic.encoding);
+  EXPECT_EQ(c.req.ResultCCSID, kBigEbcdic.ccsid);
+
+  // A reason of the get stands.
+  Conversion pending(data, kBigEbcdic, kLittleAscii, "MYFMT   ", 16);
+  pending.req.CompCode = KWCC_WARNING;
+  pending.req.Reason = KWRC_TRUNCATED_MSG_ACCEPTED;
+  EXPECT_EQ(pending.Run(), KWRC_TRUNCATED_MSG_ACCEPTED);
+  EXPECT_EQ(pending.req.CompCode, KWCC_WARNING);
+  EXPECT_EQ(pending.Result(), data);
+
+  // Behind a header: the header is converted and names the data that kept
+  // its source form.
+  Vec in = Dlh(kBigEbcdic, "MYFMT").bytes();
+  in.insert(in.end(), data.begin(), data.end());
+  Vec expected = Dlh(kLittleAscii, "MYFMT", kBigEbcdic.encoding, kBigEbcdic.ccsid).bytes();
+  expected.insert(expected.end(), data.begin(), data.end());
+  Conversion chained(in, kBigEbcdic, kLittleAscii, "KWDEAD  ", 256);
+  EXPECT_EQ(chained.Run(), 0);
+  EXPECT_EQ(chained.Result(), expected);
+  EXPECT_EQ(chained.req.ResultEncoding, kLittleAscii.encoding);
+}
+
+// Inputs that cannot be converted, each with its reason: the output holds
+// the input byte for byte.
+struct AsGivenCase {
+  const char* what;
+  Vec data;
+  Form from, to;
+  const char* format;
+  size_t room;
+  KWLONG reason;
+};
+
+std::vector<AsGivenCase> AsGivenCases() {
+  Vec truncated_dlh = Dlh(kBigEbcdic, "KWSTR").bytes();
+  truncated_dlh.resize(100);
+  Vec bad_id = Dlh(kBigEbcdic, "KWSTR").bytes();
+  bad_id[0] = dctest::Ebcdic('X');
+  Bytes long_name(kLatin1);
+  long_name.Text("DLH ").I32(1).I32(2053).Fill(48, 0xE9).Text("QM2", 48).Next("KWSTR   ");
+  long_name.I32(11).Text("dlq", 28).Text("20240102", 8).Text("13000000", 8);
+  Bytes bad_folder(kBigEbcdic);
+  bad_folder.Text("RFH ").I32(2).I32(48).Next("KWSTR   ").I32(0).I32(37).I32(9).Text("<a></a> ");
+  Bytes past_data(kBigEbcdic);
+  past_data.Text("RFH ").I32(2).I32(400).Next("KWSTR   ").I32(0).I32(37);
+  Bytes short_ll(kBigEbcdic);
+  short_ll.I16(3).I16(0).Text("X");
+  Bytes bad_rmh(kBigEbcdic);
+  bad_rmh.Text("RMH ").I32(1).I32(112).Next("KWSTR   ").I32(0).Text("FILE", 8).Fill(24, 1);
+  bad_rmh.I32(8).I32(108).Fill(32, 0).Text("ENV1");  // 8 bytes at 108 run past 112
+  Bytes pcf_short(kBigEbcdic);
+  pcf_short.I32(1).I32(36).I32(1);
+  return {
+      {"header cut short", truncated_dlh, kBigEbcdic, kLittleAscii, "KWDEAD  ", 512,
+       KWRC_NOT_CONVERTED},
+      {"wrong structure id", bad_id, kBigEbcdic, kLittleAscii, "KWDEAD  ", 512, KWRC_FORMAT_ERROR},
+      {"field too small for its text", long_name.bytes(), kLatin1, kUtf8, "KWDEAD  ", 512,
+       KWRC_CONVERTED_STRING_TOO_BIG},
+      {"folder past the header", bad_folder.bytes(), kBigEbcdic, kLittleAscii, "KWHRF2  ", 512,
+       KWRC_NOT_CONVERTED},
+      {"header past the data", past_data.bytes(), kBigEbcdic, kLittleAscii, "KWHRF2  ", 512,
+       KWRC_NOT_CONVERTED},
+      {"segment shorter than its prefix", short_ll.bytes(), kBigEbcdic, kLittleAscii, "KWTRXVS ",
+       512, KWRC_NOT_CONVERTED},
+      {"reference string outside", bad_rmh.bytes(), kBigEbcdic, kLittleAscii, "KWHREF  ", 512,
+       KWRC_NOT_CONVERTED},
+      {"PCF header cut short", pcf_short.bytes(), kBigEbcdic, kLittleAscii, "KWPCF   ", 512,
+       KWRC_NOT_CONVERTED},
+      {"character without a mapping", Vec{'A', 0xE2, 0x82, 0xAC}, kUtf8, kLatin1, "KWSTR   ", 512,
+       KWRC_NOT_CONVERTED},
+      {"converted message too big", Vec{0x4A, 0x4A, 0x4A, 0x4A}, kBigEbcdic, kUtf8, "KWSTR   ", 6,
+       KWRC_CONVERTED_MSG_TOO_BIG},
+      {"source encoding not valid", Dlh(kBigEbcdic, "KWSTR").bytes(), Form{true, true, 0, 37},
+       kLittleAscii, "KWDEAD  ", 512, KWRC_SOURCE_INTEGER_ENC_ERROR},
+      {"target encoding not valid", Dlh(kBigEbcdic, "KWSTR").bytes(), kBigEbcdic,
+       Form{false, false, 0x220, 850}, "KWDEAD  ", 512, KWRC_TARGET_INTEGER_ENC_ERROR},
+      {"format neither built in nor an exit", Vec{1, 2, 3}, kBigEbcdic, kLittleAscii, "NOSUCHX ",
+       512, KWRC_FORMAT_ERROR},
+  };
+}
+
+TEST_F(EngineTest, FailuresLeaveTheDataAsGivenByteForByte) {
+  for (const AsGivenCase& c : AsGivenCases()) {
+    Conversion conv(c.data, c.from, c.to, c.format, c.room);
+    EXPECT_EQ(conv.Run(), c.reason) << c.what;
+    EXPECT_EQ(conv.req.Reason, c.reason) << c.what;
+    EXPECT_EQ(conv.req.CompCode, KWCC_WARNING) << c.what;
+    EXPECT_EQ(conv.Result(), c.data) << c.what;
+    EXPECT_EQ(conv.req.ResultEncoding, c.from.encoding) << c.what;
+    EXPECT_EQ(conv.req.ResultCCSID, c.from.ccsid) << c.what;
+  }
+}
+
+TEST_F(EngineTest, BuiltInExitLeavesTheDataAsGivenToo) {
+  for (const AsGivenCase& c : AsGivenCases()) {
+    Vec in = c.data;
+    Vec out(c.room, 0xEE);
+    KWDXP dxp{};
+    std::memcpy(dxp.StrucId, KWDXP_STRUC_ID, 4);
+    dxp.Encoding = c.to.encoding;
+    dxp.CodedCharSetId = c.to.ccsid;
+    KWMD md{};
+    md.Encoding = c.from.encoding;
+    md.CodedCharSetId = c.from.ccsid;
+    std::memcpy(md.Format, c.format, 8);
+    EXPECT_EQ(vxKWXDX(&dxp, &md, static_cast<KWLONG>(in.size()), in.data(),
+                      static_cast<KWLONG>(out.size()), out.data()),
+              c.reason)
+        << c.what;
+    EXPECT_EQ(dxp.ExitResponse, KWXDR_CONVERSION_FAILED) << c.what;
+    EXPECT_EQ(md.Encoding, c.from.encoding) << c.what;
+    out.resize(static_cast<size_t>(dxp.DataLength));
+    EXPECT_EQ(out, c.data) << c.what;
+  }
+}
+
+TEST_F(EngineTest, TruncationAcceptedKeepsWhatFits) {
+  // Four cent signs become eight bytes of UTF-8; six fit.
+  Conversion c(Vec{0x4A, 0x4A, 0x4A, 0x4A}, kBigEbcdic, kUtf8, "KWSTR   ", 6);
+  c.req.Options = KWGMO_ACCEPT_TRUNCATED_MSG;
+  EXPECT_EQ(c.Run(), KWRC_TRUNCATED_MSG_ACCEPTED);
+  EXPECT_EQ(c.req.CompCode, KWCC_WARNING);
+  EXPECT_EQ(c.Result(), (Vec{0xC2, 0xA2, 0xC2, 0xA2, 0xC2, 0xA2}));
+
+  // A header and its text, cut inside the text.
+  Vec in = Dlh(kBigEbcdic, "KWSTR").bytes();
+  const Vec text = Text(kBigEbcdic, "HELLO");
+  in.insert(in.end(), text.begin(), text.end());
+  Vec full = Dlh(kLittleAscii, "KWSTR").bytes();
+  full.insert(full.end(), {'H', 'E', 'L'});
+  Conversion h(in, kBigEbcdic, kLittleAscii, "KWDEAD  ", KWDLH_LENGTH + 3);
+  h.req.Options = KWGMO_ACCEPT_TRUNCATED_MSG;
+  EXPECT_EQ(h.Run(), KWRC_TRUNCATED_MSG_ACCEPTED);
+  EXPECT_EQ(h.Result(), full);
+}
+
+TEST_F(EngineTest, PendingReasonOfTheGetStandsOnSuccess) {
+  Conversion c(Text(kBigEbcdic, "AB"), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
+  c.req.CompCode = KWCC_WARNING;
+  c.req.Reason = KWRC_TRUNCATED_MSG_ACCEPTED;
+  c.req.DataLength = 100;  // the message was longer than what the get kept
+  EXPECT_EQ(c.Run(), KWRC_TRUNCATED_MSG_ACCEPTED);
+  EXPECT_EQ(c.req.CompCode, KWCC_WARNING);
+  EXPECT_EQ(c.Result(), Text(kLittleAscii, "AB"));
+}
+
+TEST_F(EngineTest, ConvertsInPlace) {
+  Vec buffer = Dlh(kBigEbcdic, "KWSTR").bytes();
+  const Vec text = Text(kBigEbcdic, "IN PLACE");
+  buffer.insert(buffer.end(), text.begin(), text.end());
+  Vec expected = Dlh(kLittleAscii, "KWSTR").bytes();
+  const Vec ascii = Text(kLittleAscii, "IN PLACE");
+  expected.insert(expected.end(), ascii.begin(), ascii.end());
+  const size_t length = buffer.size();
+  buffer.resize(length + 16, 0);
+  VPICONVERTREQ req{};
+  req.SourceEncoding = 273;
+  req.SourceCCSID = 37;
+  req.TargetEncoding = 546;
+  req.TargetCCSID = 850;
+  std::memcpy(req.Format, "KWDEAD  ", 8);
+  req.DataLength = req.AvailableLength = static_cast<KWLONG>(length);
+  req.InBuffer = buffer.data();
+  req.OutBuffer = buffer.data();
+  req.BufferLength = static_cast<KWLONG>(buffer.size());
+  EXPECT_EQ(vpiConvertData(&req), 0);
+  EXPECT_EQ(Vec(buffer.begin(), buffer.begin() + req.DataLength), expected);
+
+  // In place and failing: the original bytes are back.
+  Vec bad(buffer.begin(), buffer.begin() + 100);
+  const Vec original = bad;
+  req.AvailableLength = req.DataLength = req.BufferLength = static_cast<KWLONG>(bad.size());
+  req.InBuffer = bad.data();
+  req.OutBuffer = bad.data();
+  req.SourceEncoding = 546;
+  req.SourceCCSID = 850;
+  req.CompCode = req.Reason = 0;
+  EXPECT_EQ(vpiConvertData(&req), KWRC_NOT_CONVERTED);
+  EXPECT_EQ(bad, original);
+}
+
+TEST_F(EngineTest, StorageFailureOfTheInPlaceCopy) {
+  Vec buffer = Text(kBigEbcdic, "ABC");
+  const Vec original = buffer;
+  VPICONVERTREQ req{};
+  req.SourceEncoding = 273;
+  req.SourceCCSID = 37;
+  req.TargetEncoding = 546;
+  req.TargetCCSID = 850;
+  std::memcpy(req.Format, "KWSTR   ", 8);
+  req.DataLength = req.AvailableLength = req.BufferLength = 3;
+  req.InBuffer = req.OutBuffer = buffer.data();
+  xcsInjectAllocFailure(1, xcsRC_STORAGE_NOT_AVAILABLE, 0);
+  EXPECT_EQ(vpiConvertData(&req), KWRC_STORAGE_NOT_AVAILABLE);
+  xcsInjectAllocFailure(0, 0, 0);
+  EXPECT_EQ(req.CompCode, KWCC_FAILED);
+  EXPECT_EQ(buffer, original);
+  // Truncation accepted converts aside: that allocation can fail too.
+  Conversion c(Vec{0x4A, 0x4A}, kBigEbcdic, kUtf8, "KWSTR   ", 3);
+  c.req.Options = KWGMO_ACCEPT_TRUNCATED_MSG;
+  xcsInjectAllocFailure(1, xcsRC_RESOURCE_PROBLEM, 0);
+  EXPECT_EQ(c.Run(), KWRC_RESOURCE_PROBLEM);
+  xcsInjectAllocFailure(0, 0, 0);
+  EXPECT_EQ(c.Result(), (Vec{0x4A, 0x4A}));
+}
+
+TEST_F(EngineTest, RefusedArguments) {
+  EXPECT_EQ(vpiConvertData(nullptr), KWRC_BUFFER_ERROR);
+  Conversion c(Vec{1, 2, 3}, kBigEbcdic, kLittleAscii, "KWSTR   ", 8);
+  c.req.AvailableLength = -1;
+  EXPECT_EQ(c.Run(), KWRC_BUFFER_LENGTH_ERROR);
+  EXPECT_EQ(c.req.CompCode, KWCC_FAILED);
+  Conversion n(Vec{1, 2, 3}, kBigEbcdic, kLittleAscii, "KWSTR   ", 8);
+  n.req.OutBuffer = nullptr;
+  EXPECT_EQ(n.Run(), KWRC_BUFFER_ERROR);
+}
+
+TEST_F(EngineTest, BuiltInExitNeedsItsEyeCatcher) {
+  Vec in = Text(kBigEbcdic, "AB");
+  Vec out(8, 0xEE);
+  KWMD md{};
+  md.Encoding = 273;
+  md.CodedCharSetId = 37;
+  std::memcpy(md.Format, "KWSTR   ", 8);
+  KWDXP dxp{};
+  std::memcpy(dxp.StrucId, "DXP?", 4);
+  dxp.Encoding = 546;
+  dxp.CodedCharSetId = 850;
+  const KWDXP before = dxp;
+  EXPECT_EQ(vxKWXDX(&dxp, &md, 2, in.data(), 8, out.data()), KWRC_NOT_CONVERTED);
+  EXPECT_EQ(std::memcmp(&dxp, &before, sizeof dxp), 0);
+  EXPECT_EQ(out, Vec(8, 0xEE));
+  EXPECT_EQ(vxKWXDX(nullptr, &md, 2, in.data(), 8, out.data()), KWRC_NOT_CONVERTED);
+  std::memcpy(dxp.StrucId, KWDXP_STRUC_ID, 4);
+  EXPECT_EQ(vxKWXDX(&dxp, nullptr, 2, in.data(), 8, out.data()), KWRC_NOT_CONVERTED);
+  EXPECT_EQ(dxp.CompCode, KWCC_FAILED);
+  // No user exits behind the built-in one.
+  std::memcpy(md.Format, "ZXVSWAP ", 8);
+  EXPECT_EQ(vxKWXDX(&dxp, &md, 2, in.data(), 8, out.data()), KWRC_FORMAT_ERROR);
+}
+
+TEST_F(EngineTest, TriggerMessageTracesItsEyeCatcher) {
+  TraceCapture trace;
+  Bytes tm(kBigEbcdic);
+  tm.Text("TM  ").I32(1).Text("Q", 48).Text("P", 48).Text("", 64).I32(2).Text("", 512);
+  Conversion c(tm.bytes(), kBigEbcdic, kLittleAscii, "KWTRIG  ", 1024);
+  EXPECT_EQ(c.Run(), 0);
+  EXPECT_TRUE(trace.Has("TM Eyecatcher TM  "));
+  Bytes wrong(kBigEbcdic);
+  wrong.Text("MT  ").I32(1).Fill(676, 0x40);
+  Conversion w(wrong.bytes(), kBigEbcdic, kLittleAscii, "KWTRIG  ", 1024);
+  EXPECT_EQ(w.Run(), KWRC_FORMAT_ERROR);
+}
+
+}  // namespace
