@@ -1,0 +1,127 @@
+// One parse of property folders into a property list: the scratch buffers
+// the grammar builds names and values in, the appending of each property
+// (name check, descriptor fields, the store), and the all-or-nothing rule
+// per folder.
+//
+// Appending through the store places each node by walking the whole list,
+// which makes a header of n properties cost n^2 node visits. A folder's
+// properties mostly arrive in the store's own order, so the session keeps a
+// set of the name prefixes it has added and appends a node directly at the
+// end of the list when the store would put it there anyway: when the name
+// shares k parts with the last node and no node has the name's first k + 1
+// parts. Everything else (a duplicate, a name joining an earlier group, a
+// list in another CCSID, a list that asks for verification) goes through
+// the store as before.
+//
+//   FolderSession session(&pal, ctx);
+//   session.BeginFolder();
+//   reason = ... session.Add(property) for each property ...;
+//   reason == KWRC_NONE ? session.CommitFolder() : session.RollbackFolder();
+#pragma once
+
+#include <cstdint>
+
+#include "zxvxzu/folder_parser.h"
+#include "zxvxzu/properties.h"
+
+namespace zxv::props {
+
+// A growable byte buffer from the platform allocator, with room for short
+// contents inside the object so that most parses allocate nothing for it.
+class ScratchBuffer {
+ public:
+  ScratchBuffer() = default;
+  ~ScratchBuffer();
+  ScratchBuffer(const ScratchBuffer&) = delete;
+  ScratchBuffer& operator=(const ScratchBuffer&) = delete;
+
+  uint8_t* data() { return data_; }
+  uint32_t size() const { return size_; }
+  // Makes room for `more` bytes after size(); 2071/2102/2195 when it cannot.
+  KWLONG Reserve(uint64_t more);
+  void Resize(uint32_t size) { size_ = size; }
+  // Appends bytes (room reserved by the caller).
+  void AppendUnchecked(const uint8_t* bytes, uint32_t length);
+
+ private:
+  static constexpr uint32_t kInline = 512;
+  uint8_t inline_[kInline];
+  uint8_t* data_ = inline_;
+  uint32_t size_ = 0;
+  uint32_t capacity_ = kInline;
+};
+
+// A property as the grammar found it: name and text-form values in the
+// folder's encoding, numbers in the machine's.
+struct ParsedProperty {
+  const uint8_t* name;
+  uint32_t name_length;
+  uint32_t type;  // ZRF_TYPE_*
+  const uint8_t* value;
+  uint32_t value_length;
+  uint32_t support;
+  uint8_t copy_options;
+  bool user_context;
+};
+
+class FolderSession {
+ public:
+  // `ctx` supplies the options and the descriptor to update (may be null
+  // there). The list is used from the first Add on.
+  FolderSession(ZRFPAL* pal, ZRFFOLDERCTX* ctx);
+  ~FolderSession();
+  FolderSession(const FolderSession&) = delete;
+  FolderSession& operator=(const FolderSession&) = delete;
+
+  ZRFFOLDERCTX* ctx() { return ctx_; }
+  ScratchBuffer& names() { return names_; }
+  ScratchBuffer& values() { return values_; }
+
+  // The folder's text encoding for the Adds that follow.
+  void SetFolderEncoding(int32_t ccsid, uint8_t family) {
+    ccsid_ = ccsid;
+    family_ = family;
+  }
+
+  void BeginFolder();
+  void CommitFolder() {}
+  // Puts the list (and descriptor) back as they were at BeginFolder.
+  void RollbackFolder();
+
+  // Checks the name, then writes the property into the descriptor or the
+  // list. Reasons: 2442/2111 from the name check, the store's reasons.
+  KWLONG Add(const ParsedProperty& property, uint32_t fn);
+
+ private:
+  bool CanAppendAtEnd(const uint8_t* name, uint32_t length);
+  void RememberPrefixes(const uint8_t* name, uint32_t length);
+  void FindLastNode();
+  KWLONG SaveListForRollback();
+  KWLONG AddThroughStore(const ParsedProperty& property, uint32_t fn);
+
+  ZRFPAL* pal_;
+  ZRFFOLDERCTX* ctx_;
+  int32_t ccsid_ = 0;
+  uint8_t family_ = 0;
+  ScratchBuffer names_;
+  ScratchBuffer values_;
+  ScratchBuffer swapped_;  // UCS-2 text turned round for the store
+
+  // The fast path: usable while every node of the list came from here.
+  bool fast_ = false;
+  uint32_t last_node_ = 0;        // offset of the list's last node; 0 when none
+  uint64_t* prefixes_ = nullptr;  // open-addressed set of prefix hashes
+  uint32_t prefix_capacity_ = 0;  // a power of two
+  uint32_t prefix_count_ = 0;
+
+  // What RollbackFolder restores.
+  bool had_list_ = false;
+  uint32_t struc_len_ = 0;
+  uint32_t props_len_ = 0;
+  bool saved_ = false;  // saved_list_ holds the list's first struc_len_ bytes
+  ScratchBuffer saved_list_;
+  KWMD saved_md_{};
+  KWULONG saved_fields_ = 0;
+};
+
+}  // namespace zxv::props
