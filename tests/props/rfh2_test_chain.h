@@ -200,7 +200,7 @@ class Chain {
       uint32_t w = at + p.length;
       for (const auto& f : p.folders) {
         m.PutInt(w, static_cast<int32_t>(f.size()));
-        std::memcpy(m.data.data() + w + 4, f.data(), f.size());
+        if (!f.empty()) std::memcpy(m.data.data() + w + 4, f.data(), f.size());
         w += 4 + static_cast<uint32_t>(f.size());
       }
       if (!p.tail.empty()) std::memcpy(m.data.data() + w, p.tail.data(), p.tail.size());
