@@ -230,6 +230,10 @@ Outcome ConvertChars(int32_t source_ccsid, int32_t source_encoding, int32_t targ
   }
   const auto* in = static_cast<const uint8_t*>(in_data);
   auto* out = static_cast<uint8_t*>(out_data);
+  // An empty output may come without a buffer; the service is always handed
+  // one, if only of no bytes.
+  uint8_t no_room = 0;
+  if (out == nullptr) out = &no_room;
 
   // A two-byte source of odd length loses its last byte; the caller hears
   // of it through the result.
@@ -252,7 +256,10 @@ Outcome ConvertChars(int32_t source_ccsid, int32_t source_encoding, int32_t targ
   const Order target_order = target_two ? OrderOfEncoding(target_encoding) : Order::kLittle;
 
   Outcome result;
-  if (source_ccsid == target_ccsid) {
+  if (in_length == 0) {
+    // Nothing to convert: no service call, whatever the CCSIDs.
+    *out_used = 0;
+  } else if (source_ccsid == target_ccsid) {
     result = SameCcsid(source_ccsid, source_two, source_order, target_order, in, in_length, out,
                        out_length, options, out_used);
   } else {

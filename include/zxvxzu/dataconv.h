@@ -76,7 +76,9 @@ typedef struct VPICONVERTREQ {
  * truncated) OutBuffer holds the converted message, DataLength its length
  * and ResultEncoding/ResultCCSID the target values. When the converted
  * message does not fit BufferLength: with KWGMO_ACCEPT_TRUNCATED_MSG the part
- * that fits, completion code 1 and 2079; without it 2120.
+ * that fits, completion code 1 and 2079; without it 2120. Data of no format
+ * ("        ") or "KWAMQP  " is copied without conversion and keeps its
+ * source values (in ResultEncoding/ResultCCSID, or in the header in front).
  *
  * A message that cannot be converted is returned as it was given (its first
  * min(AvailableLength, BufferLength) bytes, ResultEncoding/ResultCCSID the
@@ -163,13 +165,13 @@ ZXV_API KWLONG vxKWXDX(KWDXP* dxp, KWMD* md, KWLONG inLength, void* inBuffer, KW
  * Character conversion.
  * ------------------------------------------------------------------------ */
 
-/* Options of vxtConvertCharsFn. */
-#define VXT_CHARS_MESSAGE 0x0            /* output too small: 2120 */
-#define VXT_CHARS_FIELD 0x1              /* output is a fixed field: the rest is
-                                            padded with the target's blank;
-                                            too small: 2190 */
-#define VXT_CHARS_ACCEPT_TRUNCATION 0x2  /* output too small: the whole
-                                            characters that fit, 2079 */
+/* Options of vxtConvertCharsFn. Output too small: with VXT_CHARS_MESSAGE
+ * 2120; with VXT_CHARS_FIELD (the output is a fixed field, its rest padded
+ * with the target's blank) 2190; with VXT_CHARS_ACCEPT_TRUNCATION the whole
+ * characters that fit and 2079. */
+#define VXT_CHARS_MESSAGE 0x0
+#define VXT_CHARS_FIELD 0x1
+#define VXT_CHARS_ACCEPT_TRUNCATION 0x2
 
 /* Converts inputLength bytes at input from (sourceCCSID, sourceEncoding) to
  * (targetCCSID, targetEncoding) into output of outputLength bytes; the
@@ -246,11 +248,10 @@ ZXV_API KWLONG vxtConvertCharIntOL(KWLONG sourceCCSID, KWLONG sourceEncoding, KW
  * start of input (inputLength bytes) are converted into output (outputLength
  * bytes); *consumed receives the source bytes used and
  * *dataLength the bytes written. 2119 when there is no digit. */
-ZXV_API KWLONG vxtConvertVarCharInt(KWLONG sourceCCSID, KWLONG sourceEncoding,
-                                    KWLONG targetCCSID, KWLONG targetEncoding, const void* input,
-                                    KWLONG inputLength, void* output, KWLONG outputLength,
-                                    KWLONG* consumed, KWLONG* dataLength, KWLONG* compCode,
-                                    KWLONG* reason);
+ZXV_API KWLONG vxtConvertVarCharInt(KWLONG sourceCCSID, KWLONG sourceEncoding, KWLONG targetCCSID,
+                                    KWLONG targetEncoding, const void* input, KWLONG inputLength,
+                                    void* output, KWLONG outputLength, KWLONG* consumed,
+                                    KWLONG* dataLength, KWLONG* compCode, KWLONG* reason);
 
 ZXV_EXTERN_C_END
 

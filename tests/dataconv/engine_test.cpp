@@ -74,6 +74,16 @@ TEST_F(EngineTest, TraceSwitchDumpsWholeOrStartAndEnd) {
   }
 }
 
+TEST_F(EngineTest, TransmissionHeaderIsDumped) {
+  TraceCapture trace;
+  Bytes xqh(kBigEbcdic);
+  xqh.Text("XQH ").I32(1).Text("Q", 48).Text("QM", 48).Text("MD  ").I32(1).Fill(16, 0);
+  xqh.Next("        ").Fill(428 - 144, 0x40);
+  Conversion c(xqh.bytes(), kBigEbcdic, kLittleAscii, "KWXMIT  ", 512);
+  EXPECT_EQ(c.Run(), 0);
+  EXPECT_TRUE(trace.Has("KWXQH Header (428 bytes)"));
+}
+
 TEST_F(EngineTest, TraceSwitchIsReadOnce) {
   {
     TraceCapture trace;
@@ -182,6 +192,11 @@ std::vector<AsGivenCase> AsGivenCases() {
   Bytes bad_rmh(kBigEbcdic);
   bad_rmh.Text("RMH ").I32(1).I32(112).Next("KWSTR   ").I32(0).Text("FILE", 8).Fill(24, 1);
   bad_rmh.I32(8).I32(108).Fill(32, 0).Text("ENV1");  // 8 bytes at 108 run past 112
+  Bytes bad_client(kBigEbcdic);
+  bad_client.Text("SAPH").I32(1).I32(96).Next("KWSTR   ").I32(0).Text("1A0").Text("EN");
+  bad_client.Text("host", 32).Text("user", 12).Text("pw", 8).Text("00").Fill(5, 0);
+  Bytes long_mde(kBigEbcdic);
+  long_mde.Text("MDE ").I32(2).I32(76).Next("KWSTR   ").I32(0).Fill(44, 0);
   Bytes pcf_short(kBigEbcdic);
   pcf_short.I32(1).I32(36).I32(1);
   return {
@@ -198,6 +213,10 @@ std::vector<AsGivenCase> AsGivenCases() {
        512, KWRC_NOT_CONVERTED},
       {"reference string outside", bad_rmh.bytes(), kBigEbcdic, kLittleAscii, "KWHREF  ", 512,
        KWRC_NOT_CONVERTED},
+      {"character integer not a number", bad_client.bytes(), kBigEbcdic, kLittleAscii, "KWHSAP  ",
+       512, KWRC_NOT_CONVERTED},
+      {"fixed header of another length", long_mde.bytes(), kBigEbcdic, kLittleAscii, "KWHMDE  ",
+       512, KWRC_NOT_CONVERTED},
       {"PCF header cut short", pcf_short.bytes(), kBigEbcdic, kLittleAscii, "KWPCF   ", 512,
        KWRC_NOT_CONVERTED},
       {"character without a mapping", Vec{'A', 0xE2, 0x82, 0xAC}, kUtf8, kLatin1, "KWSTR   ", 512,
