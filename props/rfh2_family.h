@@ -50,6 +50,8 @@ struct ByteFamily {
   using Unit = uint8_t;
   static constexpr uint8_t kCcsidType = kType;
   static constexpr uint32_t kUnitBytes = 1;
+  // True when a unit may start a character of several units (CharUnits).
+  static constexpr bool kHasLeadBytes = false;
   // Units below this are control characters (EBCDIC keeps 0x00-0x3F for them).
   static constexpr Unit kControlLimit = kEbcdic ? 0x40 : 0x20;
   static constexpr Unit Char(char c) {
@@ -72,6 +74,7 @@ struct FamilyTraits<XCS_CCSID_TYPE_EBCDIC> : ByteFamily<XCS_CCSID_TYPE_EBCDIC, t
 // counted and copied the same way by every routine.
 template <>
 struct FamilyTraits<XCS_CCSID_TYPE_UTF8> : ByteFamily<XCS_CCSID_TYPE_UTF8, false> {
+  static constexpr bool kHasLeadBytes = true;  // 0xC0 and above
   static uint32_t CharUnits(const uint8_t* p, uint32_t left) {
     const uint8_t b = *p;
     uint32_t n = 1;
@@ -93,6 +96,7 @@ struct TwoByteFamily {
   using Unit = uint16_t;
   static constexpr uint8_t kCcsidType = kType;
   static constexpr uint32_t kUnitBytes = 2;
+  static constexpr bool kHasLeadBytes = false;
   static constexpr Unit kControlLimit = 0x20;
   static constexpr Unit Char(char c) { return static_cast<Unit>(static_cast<unsigned char>(c)); }
   static Unit Load(const uint8_t* p) {

@@ -3,7 +3,9 @@
 // exported zrf<family>* shells are instances of the one algorithm.
 #include "props/value_escape.h"
 
+#include <array>
 #include <cstring>
+#include <iterator>
 
 #include "props/property_store.h"
 #include "props/rfh2_family.h"
@@ -25,13 +27,14 @@ class Escaper {
   static uint32_t EscapedSize(const uint8_t* text, uint32_t length) {
     const uint32_t units = length / kB;
     uint64_t size = 0;
-    for (uint32_t i = 0; i < units;) {
+    uint32_t i = 0;
+    for (;;) {
+      const uint32_t plain = Skip<kStopAmp | kStopLt>(text, i, units);
+      size += uint64_t{plain - i} * kB;
+      if ((i = plain) >= units) break;
       const Unit u = T::Load(text + i * kB);
-      if (u == kAmp) {
-        size += sizeof kAmpEntity / sizeof kAmpEntity[0] * kB;
-        ++i;
-      } else if (u == kLt) {
-        size += sizeof kLtEntity / sizeof kLtEntity[0] * kB;
+      if (u == kAmp || u == kLt) {
+        size += (u == kAmp ? std::size(kAmpEntity) : std::size(kLtEntity)) * kB;
         ++i;
       } else {
         const uint32_t n = T::CharUnits(text + i * kB, units - i);
@@ -46,7 +49,8 @@ class Escaper {
     const uint32_t units = length / kB;
     uint8_t* w = out + *out_length;
     uint32_t run = 0;  // first unit not yet copied
-    for (uint32_t i = 0; i < units;) {
+    uint32_t i = 0;
+    while ((i = Skip<kStopAmp | kStopLt>(text, i, units)) < units) {
       const Unit u = T::Load(text + i * kB);
       if (u != kAmp && u != kLt) {
         i += T::CharUnits(text + i * kB, units - i);
@@ -67,14 +71,15 @@ class Escaper {
     uint8_t* w = out;
     uint32_t run = 0;
     uint32_t i = 0;
-    while (i < units) {
+    while ((i = Skip<kStopAmp>(text, i, units)) < units) {
       if (T::Load(text + i * kB) != kAmp) {
         i += T::CharUnits(text + i * kB, units - i);
         continue;
       }
       w = Move(w, text + run * kB, i - run);
       uint32_t end = i + 1;  // the ";" that closes the entity name
-      while (end < units && T::Load(text + end * kB) != kSemi) {
+      while ((end = Skip<kStopSemi>(text, end, units)) < units &&
+             T::Load(text + end * kB) != kSemi) {
         end += T::CharUnits(text + end * kB, units - end);
       }
       if (end >= units) {
@@ -98,7 +103,11 @@ class Escaper {
   static uint32_t QuotedSize(bool enclose, const uint8_t* text, uint32_t length) {
     const uint32_t units = length / kB;
     uint64_t size = enclose ? 2 * kB : 0;
-    for (uint32_t i = 0; i < units;) {
+    uint32_t i = 0;
+    for (;;) {
+      const uint32_t plain = Skip<kStopQuote>(text, i, units);
+      size += uint64_t{plain - i} * kB;
+      if ((i = plain) >= units) break;
       if (T::Load(text + i * kB) == kQuote) {
         size += 2 * kB;
         ++i;
@@ -117,7 +126,8 @@ class Escaper {
     uint8_t* w = out + *out_length;
     if (enclose) w = PutUnit(w, kQuote);
     uint32_t run = 0;
-    for (uint32_t i = 0; i < units;) {
+    uint32_t i = 0;
+    while ((i = Skip<kStopQuote>(text, i, units)) < units) {
       if (T::Load(text + i * kB) != kQuote) {
         i += T::CharUnits(text + i * kB, units - i);
         continue;
@@ -138,6 +148,40 @@ class Escaper {
   static constexpr Unit kLt = T::Char('<');
   static constexpr Unit kSemi = T::Char(';');
   static constexpr Unit kQuote = T::Char('"');
+
+  // The units a walk must look at: the markup it acts on, and in UTF-8 the
+  // lead bytes, whose characters it steps over whole.
+  static constexpr uint32_t kStopAmp = 1;
+  static constexpr uint32_t kStopLt = 2;
+  static constexpr uint32_t kStopSemi = 4;
+  static constexpr uint32_t kStopQuote = 8;
+
+  template <uint32_t kStops>
+  static constexpr bool IsStop(Unit u) {
+    return ((kStops & kStopAmp) != 0 && u == kAmp) || ((kStops & kStopLt) != 0 && u == kLt) ||
+           ((kStops & kStopSemi) != 0 && u == kSemi) ||
+           ((kStops & kStopQuote) != 0 && u == kQuote) || (T::kHasLeadBytes && u >= 0xC0);
+  }
+
+  template <uint32_t kStops>
+  static constexpr std::array<bool, 256> StopTable() {
+    std::array<bool, 256> table{};
+    for (uint32_t b = 0; b < 256; ++b) table[b] = IsStop<kStops>(static_cast<Unit>(b));
+    return table;
+  }
+
+  // The first unit from i on that a walk must look at; `units` when none.
+  // Single-byte text is skipped through a table, a byte per step.
+  template <uint32_t kStops>
+  static uint32_t Skip(const uint8_t* text, uint32_t i, uint32_t units) {
+    if constexpr (kB == 1) {
+      static constexpr std::array<bool, 256> kTable = StopTable<kStops>();
+      while (i < units && !kTable[text[i]]) ++i;
+    } else {
+      while (i < units && !IsStop<kStops>(T::Load(text + i * kB))) ++i;
+    }
+    return i;
+  }
 
   // Entities as the family writes them, and the names unescaping knows.
   static constexpr Unit kAmpEntity[] = {T::Char('&'), T::Char('a'), T::Char('m'), T::Char('p'),

@@ -189,7 +189,8 @@ ZXV_API KWLONG zrfLocateKWRFH2(const void* pData, KWULONG DataLength, const char
  * Reasons: 0; 2003 the data ends inside a header in front of the insertion
  * point (nothing changed); 2142 the header to insert is not a complete
  * KWRFH2; 2334 its version is not 2; 2469 the buffer cannot take the header
- * (*pNewDataLength says how long it must be); 2195 a missing pointer.
+ * (*pNewDataLength says how long it must be); 2005 DataLength exceeds
+ * BufferLength; 2195 a missing pointer.
  * On failure nothing is changed. */
 ZXV_API KWLONG zrfInsertKWRFH2(void* pData, KWULONG DataLength, KWULONG BufferLength, char* pFormat,
                                KWLONG* pEncoding, KWLONG* pCCSID, const void* pHeader,
@@ -207,8 +208,9 @@ ZXV_API KWLONG zrfInsertKWRFH2(void* pData, KWULONG DataLength, KWULONG BufferLe
  * UTF-8 names (e.g. "kwps"); a folder goes when its name, read from its
  * start tag in NameValueCCSID, equals one of them exactly. Names of
  * NameValueCCSID 1208 are compared as bytes, others after conversion to
- * UTF-8; a folder name longer than 255 bytes in UTF-8 is never removed. For
- * the UCS-2 CCSIDs the byte order of the folder text is that of Encoding.
+ * UTF-8 (a name that cannot be converted, or that takes more than 255 bytes
+ * of UTF-8, is never removed). For the UCS-2 CCSIDs the byte order of the
+ * folder text is that of Encoding.
  * *pNewDataLength (may be null): the data length afterwards.
  *
  * Every folder is checked before anything moves: its NameValueLength must
