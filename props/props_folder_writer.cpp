@@ -1,0 +1,676 @@
+// Writing a property list as KWRFH2 folders (zrfConvertAllPropertiesToKWRFH2,
+// zrfConvertPropertyToKWRFH2): one writer per encoding family of the folder
+// text, the markup spelled in the family's own units, names and string
+// values converted from the list's CCSID only when it differs. What goes
+// where, and the text of each type, are set out in
+// include/zxvxzu/props_header.h.
+#include <cstring>
+
+#include "props/folder_parser.h"
+#include "props/props_writer.h"
+#include "props/rfh2_family.h"
+#include "props/value_escape.h"
+#include "zxvxcs2/xcs_erdp.h"
+#include "zxvxcs2/xcs_memory.h"
+#include "zxvxcs2/xcs_trace.h"
+
+namespace zxv::props {
+namespace {
+
+constexpr uint32_t kProbeOut = 1;
+constexpr uint32_t kProbeGroups = 2;
+constexpr uint32_t kProbeDamaged = 3;
+
+// Units of markup around one element beyond its names and value: the tags'
+// brackets and the longest set of attributes (dt, xsi:nil, context, support
+// and every copy word).
+constexpr uint32_t kMarkupUnits = 192;
+// Units of markup per tag of a group (open and close: "<", ">", "</", ">").
+constexpr uint32_t kGroupTagUnits = 5;
+constexpr uint32_t kFolderAlignment = 4;
+constexpr uint32_t kSupportDigits = 8;
+constexpr uint32_t kBucketCount = 2 * kFolderCount;  // compatible, then not
+
+// Leaf names of the jms folder that the parser reads as numbers when they
+// have no dt.
+constexpr const char* kJmsInt32Leaves[] = {"Dlv", "Pri", "Seq"};
+constexpr const char* kJmsInt64Leaves[] = {"Exp", "Tms"};
+
+struct CopyWord {
+  uint32_t bit;
+  const char* word;
+};
+constexpr CopyWord kCopyWords[] = {{KWCOPY_ALL, "all"},
+                                   {KWCOPY_FORWARD, "forward"},
+                                   {KWCOPY_PUBLISH, "publish"},
+                                   {KWCOPY_REPLY, "reply"},
+                                   {KWCOPY_REPORT, "report"}};
+
+// The list being written.
+struct Source {
+  const ZRFPROPS* list;
+  uint8_t family;
+  TextCodes codes;
+};
+
+// What the folders are written in.
+struct Target {
+  TextCodes codes;  // NameValueCCSID, and the header's encoding for UCS-2
+  uint8_t family;
+  bool same_text;  // names and strings of the list are already in it
+  bool reversed;   // the header's integers
+};
+
+uint32_t BucketOf(const Placement& placement, const NodeView& node) {
+  const uint32_t folder = static_cast<uint32_t>(placement.folder);
+  return IsCompatibleSupport(node.support) ? folder : kFolderCount + folder;
+}
+
+bool IsTextNode(uint32_t typeFlags) {
+  return (typeFlags & ZRF_FLAG_STRING_FORM) != 0 || (typeFlags & ZRF_TYPE_MASK) == ZRF_TYPE_STRING;
+}
+
+template <typename T>
+bool IsWordIn(const uint8_t* text, uint32_t bytes, const char* word) {
+  const size_t n = std::strlen(word);
+  if (bytes != n * T::kUnitBytes) return false;
+  for (size_t i = 0; i < n; ++i) {
+    if (T::Load(text + i * T::kUnitBytes) != T::Char(word[i])) return false;
+  }
+  return true;
+}
+
+template <typename T, size_t N>
+bool IsOneOf(const uint8_t* text, uint32_t bytes, const char* const (&words)[N]) {
+  for (const char* w : words) {
+    if (IsWordIn<T>(text, bytes, w)) return true;
+  }
+  return false;
+}
+
+// Writes the folders of family T into the output buffer.
+template <typename T>
+class FolderWriter {
+  static constexpr uint32_t kStep = T::kUnitBytes;
+  static constexpr bool kAsciiUnits =
+      T::kCcsidType == XCS_CCSID_TYPE_ASCII || T::kCcsidType == XCS_CCSID_TYPE_UTF8;
+
+ public:
+  FolderWriter(const Source& source, const Target& target, ZRFHDRBUF* out, uint32_t fn)
+      : source_(source),
+        target_(target),
+        out_(out),
+        fn_(fn),
+        escape_(EscapeRoutinesFor(T::kCcsidType)) {}
+  ~FolderWriter() { xcsFreeMemFn(groups_.pBuffer); }
+  FolderWriter(const FolderWriter&) = delete;
+  FolderWriter& operator=(const FolderWriter&) = delete;
+
+  // Writes one folder (its NameValueLength and padded text) holding, in
+  // list order, the nodes for which select(node, &placement) is true.
+  // *count receives how many were written.
+  template <typename Select>
+  KWLONG WriteFolder(FolderId folder, Select&& select, uint32_t* count);
+
+ private:
+  uint8_t* At() { return out_->pBuffer + out_->Length; }
+  void Put(char c) {
+    T::Store(At(), T::Char(c));
+    out_->Length += kStep;
+  }
+  void PutAscii(const char* s, uint32_t n) {
+    if constexpr (kAsciiUnits) {
+      std::memcpy(At(), s, n);
+      out_->Length += n;
+    } else {
+      for (uint32_t i = 0; i < n; ++i) Put(s[i]);
+    }
+  }
+  void PutAscii(const char* s) { PutAscii(s, static_cast<uint32_t>(std::strlen(s))); }
+  void PutRaw(const uint8_t* p, uint32_t n) {
+    if (n == 0) return;
+    std::memcpy(At(), p, n);
+    out_->Length += n;
+  }
+  void PutEscaped(const uint8_t* p, uint32_t n) {
+    if (n != 0) escape_->expand(p, n, out_->pBuffer, &out_->Length);
+  }
+  // An attribute value in apostrophes: "'" as &apos; besides the family's
+  // escapes.
+  void PutEscapedAttribute(const uint8_t* p, uint32_t n);
+  void PutHex(const uint8_t* p, uint32_t n);
+  void PutTag(bool close, const uint8_t* name, uint32_t n) {
+    Put('<');
+    if (close) Put('/');
+    PutRaw(name, n);
+    Put('>');
+  }
+
+  KWLONG Reserve(uint64_t more) { return ReserveOut(out_, more, __FILE__, kProbeOut); }
+
+  KWLONG NameOf(const NodeView& node, const uint8_t** name, uint32_t* length);
+  KWLONG WriteElement(const NodeView& node, const Placement& placement, FolderId folder);
+  void WriteAttributes(const NodeView& node, FolderId folder, bool nested, const uint8_t* leaf,
+                       uint32_t leafBytes);
+  KWLONG OpenGroups(const uint8_t* name, uint32_t groupsEnd, uint32_t* depth);
+  void CloseGroupsFrom(uint32_t keep);
+  uint64_t OpenGroupBytes() const { return groups_.Length; }
+
+  const Source& source_;
+  const Target& target_;
+  ZRFHDRBUF* out_;
+  uint32_t fn_;
+  const EscapeRoutines* escape_;
+  ScratchBytes name_scratch_;
+  ScratchBytes value_scratch_;
+
+  // The groups open in the folder being written: their names, one after
+  // the other, and where each ends.
+  ZRFHDRBUF groups_{};
+  uint32_t group_end_[kMaxNestedParts + 1] = {};
+  uint32_t open_ = 0;
+};
+
+template <typename T>
+void FolderWriter<T>::PutEscapedAttribute(const uint8_t* p, uint32_t n) {
+  uint32_t start = 0;
+  for (uint32_t at = 0; at + kStep <= n; at += kStep) {
+    if (T::Load(p + at) != T::Char('\'')) continue;
+    PutEscaped(p + start, at - start);
+    PutAscii("&apos;");
+    start = at + kStep;
+  }
+  PutEscaped(p + start, n - start);
+}
+
+template <typename T>
+void FolderWriter<T>::PutHex(const uint8_t* p, uint32_t n) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  if constexpr (kAsciiUnits) {
+    uint8_t* at = At();
+    for (uint32_t i = 0; i < n; ++i) {
+      *at++ = static_cast<uint8_t>(kDigits[p[i] >> 4]);
+      *at++ = static_cast<uint8_t>(kDigits[p[i] & 0xF]);
+    }
+    out_->Length += 2 * n;
+  } else {
+    for (uint32_t i = 0; i < n; ++i) {
+      Put(kDigits[p[i] >> 4]);
+      Put(kDigits[p[i] & 0xF]);
+    }
+  }
+}
+
+template <typename T>
+KWLONG FolderWriter<T>::NameOf(const NodeView& node, const uint8_t** name, uint32_t* length) {
+  if (target_.same_text) {
+    *name = node.name;
+    *length = node.name_length;
+    return KWRC_NONE;
+  }
+  return ConvertText(source_.codes, target_.codes, node.name, node.name_length, &name_scratch_,
+                     name, length, fn_, false);
+}
+
+template <typename T>
+void FolderWriter<T>::CloseGroupsFrom(uint32_t keep) {
+  while (open_ > keep) {
+    --open_;
+    const uint32_t begin = open_ == 0 ? 0 : group_end_[open_ - 1];
+    PutTag(true, groups_.pBuffer + begin, group_end_[open_] - begin);
+  }
+  groups_.Length = open_ == 0 ? 0 : group_end_[open_ - 1];
+}
+
+// Opens the groups of `name` (the parts in [0, groupsEnd), set apart by full
+// stops) that are not open yet, after closing the open ones it does not
+// share. *depth receives the number of groups.
+template <typename T>
+KWLONG FolderWriter<T>::OpenGroups(const uint8_t* name, uint32_t groupsEnd, uint32_t* depth) {
+  // The groups as [start, end) pairs.
+  uint32_t starts[kMaxNestedParts + 1];
+  uint32_t ends[kMaxNestedParts + 1];
+  uint32_t n = 0;
+  uint32_t start = 0;
+  for (uint32_t at = 0; at < groupsEnd && n <= kMaxNestedParts; at += kStep) {
+    if (T::Load(name + at) != T::Char('.')) continue;
+    starts[n] = start;
+    ends[n] = at;
+    ++n;
+    start = at + kStep;
+  }
+  uint32_t shared = 0;
+  while (shared < n && shared < open_) {
+    const uint32_t begin = shared == 0 ? 0 : group_end_[shared - 1];
+    const uint32_t bytes = group_end_[shared] - begin;
+    if (bytes != ends[shared] - starts[shared] ||
+        std::memcmp(groups_.pBuffer + begin, name + starts[shared], bytes) != 0) {
+      break;
+    }
+    ++shared;
+  }
+  CloseGroupsFrom(shared);
+  for (uint32_t g = shared; g < n; ++g) {
+    const uint32_t bytes = ends[g] - starts[g];
+    if (const KWLONG reason = ReserveOut(&groups_, bytes, __FILE__, kProbeGroups);
+        reason != KWRC_NONE) {
+      return reason;
+    }
+    std::memcpy(groups_.pBuffer + groups_.Length, name + starts[g], bytes);
+    groups_.Length += bytes;
+    group_end_[open_++] = groups_.Length;
+    PutTag(false, name + starts[g], bytes);
+  }
+  *depth = n;
+  return KWRC_NONE;
+}
+
+template <typename T>
+void FolderWriter<T>::WriteAttributes(const NodeView& node, FolderId folder, bool nested,
+                                      const uint8_t* leaf, uint32_t leafBytes) {
+  const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
+  const bool jmsLeaf = folder == FolderId::kJms && !nested;
+  if (code == ZRF_TYPE_NULL) {
+    PutAscii(" xsi:nil='true'");
+  } else if (IsTextNode(node.type_flags) && code == ZRF_TYPE_STRING) {
+    if (jmsLeaf && (IsOneOf<T>(leaf, leafBytes, kJmsInt32Leaves) ||
+                    IsOneOf<T>(leaf, leafBytes, kJmsInt64Leaves))) {
+      PutAscii(" dt='string'");
+    }
+  } else {
+    const bool implied =
+        jmsLeaf && (node.type_flags & ZRF_FLAG_STRING_FORM) == 0 &&
+        ((code == ZRF_TYPE_INT32 && IsOneOf<T>(leaf, leafBytes, kJmsInt32Leaves)) ||
+         (code == ZRF_TYPE_INT64 && IsOneOf<T>(leaf, leafBytes, kJmsInt64Leaves)));
+    if (const char* dt = DtOf(code); dt != nullptr && !implied) {
+      PutAscii(" dt='");
+      PutAscii(dt);
+      Put('\'');
+    }
+  }
+  if ((node.type_flags & ZRF_FLAG_USER_CONTEXT) != 0) PutAscii(" context='user'");
+  if (node.support != KWPD_SUPPORT_OPTIONAL) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    PutAscii(" support='");
+    for (uint32_t i = 0; i < kSupportDigits; ++i) {
+      Put(kDigits[(node.support >> (4 * (kSupportDigits - 1 - i))) & 0xF]);
+    }
+    Put('\'');
+  }
+  const uint32_t copy = node.copy_options & KWCOPY_VALID_MASK;
+  if (copy != KWCOPY_DEFAULT) {
+    PutAscii(" copy='");
+    if (copy == KWCOPY_NONE) {
+      PutAscii("none");
+    } else {
+      bool first = true;
+      for (const CopyWord& w : kCopyWords) {
+        if ((copy & w.bit) == 0) continue;
+        if (!first) Put(',');
+        PutAscii(w.word);
+        first = false;
+      }
+    }
+    Put('\'');
+  }
+}
+
+template <typename T>
+KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& placement,
+                                     FolderId folder) {
+  const uint8_t* name = nullptr;
+  uint32_t nameBytes = 0;
+  if (const KWLONG reason = NameOf(node, &name, &nameBytes); reason != KWRC_NONE) return reason;
+
+  // The value: text (converted into the folder's CCSID), bytes, or the
+  // ASCII text of a number.
+  const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
+  const uint8_t* value = node.value;
+  uint32_t valueBytes = node.value_length;
+  char number[kMaxValueText];
+  uint32_t numberChars = 0;
+  uint64_t valueRoom = 0;
+  if (IsTextNode(node.type_flags)) {
+    if (!target_.same_text) {
+      if (const KWLONG reason =
+              ConvertText(source_.codes, target_.codes, node.value, node.value_length,
+                          &value_scratch_, &value, &valueBytes, fn_, false);
+          reason != KWRC_NONE) {
+        return reason;
+      }
+    }
+    valueRoom = escape_->escaped_size(value, valueBytes);
+  } else if (code == ZRF_TYPE_BYTE_STRING || code == ZRF_TYPE_AS_STORED) {
+    valueRoom = uint64_t{2} * kStep * valueBytes;
+  } else if (code != ZRF_TYPE_NULL) {
+    numberChars = FormatFixedValue(code, node.value, number);
+    valueRoom = uint64_t{kStep} * numberChars;
+  }
+
+  // Where the name's parts are: the first is the folder's own unless the
+  // folder is usr; an elt element takes the whole name.
+  uint32_t partsStart = 0;
+  if (!placement.elt && folder != FolderId::kUsr) {
+    while (partsStart < nameBytes && T::Load(name + partsStart) != T::Char('.')) {
+      partsStart += kStep;
+    }
+    partsStart += kStep;
+    if (partsStart > nameBytes) partsStart = nameBytes;
+  }
+  uint32_t leafStart = partsStart;
+  if (!placement.elt) {
+    for (uint32_t at = partsStart; at < nameBytes; at += kStep) {
+      if (T::Load(name + at) == T::Char('.')) leafStart = at + kStep;
+    }
+  }
+
+  // Room: closing every open group, opening every group of the name, the
+  // leaf's tags (an elt name attribute escapes each unit to at most six),
+  // attributes and the value.
+  const uint64_t room =
+      OpenGroupBytes() + uint64_t{kGroupTagUnits} * kStep * (open_ + 1) + uint64_t{3} * nameBytes +
+      uint64_t{kGroupTagUnits} * kStep * (nameBytes / kStep + 1) +
+      (placement.elt ? uint64_t{6} * nameBytes : 0) + uint64_t{kMarkupUnits} * kStep + valueRoom;
+  if (const KWLONG reason = Reserve(room); reason != KWRC_NONE) return reason;
+
+  const uint8_t* leaf = name + leafStart;
+  uint32_t leafBytes = nameBytes - leafStart;
+  uint32_t depth = 0;
+  if (placement.elt) {
+    CloseGroupsFrom(0);
+    PutAscii("<elt name='");
+    PutEscapedAttribute(name, nameBytes);
+    Put('\'');
+  } else {
+    const uint32_t groupsEnd = leafStart > partsStart ? leafStart : partsStart;
+    if (const KWLONG reason = OpenGroups(name + partsStart, groupsEnd - partsStart, &depth);
+        reason != KWRC_NONE) {
+      return reason;
+    }
+    Put('<');
+    PutRaw(leaf, leafBytes);
+  }
+  WriteAttributes(node, folder, depth != 0, leaf, leafBytes);
+  if (code == ZRF_TYPE_NULL) {
+    PutAscii("/>");
+    return KWRC_NONE;
+  }
+  Put('>');
+  if (IsTextNode(node.type_flags)) {
+    PutEscaped(value, valueBytes);
+  } else if (code == ZRF_TYPE_BYTE_STRING || code == ZRF_TYPE_AS_STORED) {
+    PutHex(value, valueBytes);
+  } else {
+    PutAscii(number, numberChars);
+  }
+  if (placement.elt) {
+    PutAscii("</elt>");
+  } else {
+    PutTag(true, leaf, leafBytes);
+  }
+  return KWRC_NONE;
+}
+
+template <typename T>
+template <typename Select>
+KWLONG FolderWriter<T>::WriteFolder(FolderId folder, Select&& select, uint32_t* count) {
+  *count = 0;
+  const char* folderName = FolderNameOf(folder);
+  const auto folderChars = static_cast<uint32_t>(std::strlen(folderName));
+  if (const KWLONG reason = Reserve(kFolderLengthBytes + uint64_t{kStep} * (folderChars + 2));
+      reason != KWRC_NONE) {
+    return reason;
+  }
+  const uint32_t lengthAt = out_->Length;
+  out_->Length += kFolderLengthBytes;
+  Put('<');
+  PutAscii(folderName, folderChars);
+  Put('>');
+
+  KWLONG reason = KWRC_NONE;
+  const bool walked = ForEachNode(source_.list, [&](const NodeView& node) {
+    Placement placement{};
+    if (!select(node, &placement)) return true;
+    reason = WriteElement(node, placement, folder);
+    if (reason != KWRC_NONE) return false;
+    ++*count;
+    return true;
+  });
+  if (reason != KWRC_NONE) return reason;
+  if (!walked) {
+    xcsERDPFn(kComponent, __FILE__, kProbeDamaged, xcsRC_UNEXPECTED_ERROR, "Property list damaged",
+              source_.list, kHeaderLength);
+    return KWRC_UNEXPECTED_ERROR;
+  }
+
+  // The end tags, and blanks up to a multiple of 4 bytes.
+  reason = Reserve(OpenGroupBytes() + uint64_t{kGroupTagUnits} * kStep * (open_ + 1) +
+                   uint64_t{kStep} * (folderChars + 3) + kFolderAlignment);
+  if (reason != KWRC_NONE) return reason;
+  CloseGroupsFrom(0);
+  Put('<');
+  Put('/');
+  PutAscii(folderName, folderChars);
+  Put('>');
+  while ((out_->Length - lengthAt - kFolderLengthBytes) % kFolderAlignment != 0) Put(' ');
+  StoreInt(out_->pBuffer + lengthAt,
+           static_cast<int32_t>(out_->Length - lengthAt - kFolderLengthBytes), target_.reversed);
+  return KWRC_NONE;
+}
+
+// Sets up source and target; 2111 when either has no encoding family.
+KWLONG Prepare(const ZRFPROPS* list, const ZRFHDROPTS& opts, Source* source, Target* target) {
+  source->list = list;
+  source->family = ListFamilyOf(list);
+  source->codes = ListCodesOf(list);
+  target->codes = TextCodes{opts.NameValueCCSID, opts.Encoding};
+  target->family = FolderFamilyOf(opts.NameValueCCSID, opts.Encoding);
+  target->reversed = ReversedIntegers(opts.Encoding);
+  if (source->family == XCS_CCSID_TYPE_UNKNOWN || target->family == XCS_CCSID_TYPE_UNKNOWN) {
+    return KWRC_SOURCE_CCSID_ERROR;
+  }
+  target->same_text =
+      source->codes.ccsid == opts.NameValueCCSID && source->family == target->family;
+  return KWRC_NONE;
+}
+
+// The fixed part of a KWRFH2 at `at`.
+void WriteFixedPart(uint8_t* at, const ZRFHDROPTS& opts, uint32_t strucLength) {
+  const bool reversed = ReversedIntegers(opts.Encoding);
+  const int32_t ccsid = ChainCcsid(kUtf8Ccsid, opts.CCSID);
+  WriteChainText(KWRFH_STRUC_ID, kStrucIdLength, ccsid, opts.Encoding, at);
+  StoreInt(at + kVersionOffset, KWRFH_VERSION_2, reversed);
+  StoreInt(at + kStrucLengthOffset, static_cast<int32_t>(strucLength), reversed);
+  StoreInt(at + kEncodingOffset, opts.DataEncoding, reversed);
+  StoreInt(at + kCcsidOffset, opts.DataCCSID, reversed);
+  WriteChainText(opts.DataFormat, kFormatLength, ccsid, opts.Encoding, at + kFormatOffset);
+  StoreInt(at + kRfhFlagsOffset, opts.Flags, reversed);
+  StoreInt(at + kRfh2NameValueCcsidOffset, opts.NameValueCCSID, reversed);
+}
+
+// True when the list holds nodes to read.
+bool HasNodes(const ZRFPAL* pal) {
+  return pal != nullptr && pal->pProps != nullptr && pal->Size >= kHeaderLength &&
+         pal->pProps->StrucLen > kHeaderLength;
+}
+
+}  // namespace
+
+KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
+                        uint32_t fn) {
+  *marks = ZRFMARKS{};
+  if (!HasNodes(pal)) return KWRC_PROPERTY_NOT_AVAILABLE;
+  if (!HeaderUsable(pal)) {
+    return DamagedList(pal, __FILE__, kProbeDamaged, "Property list header damaged");
+  }
+  Source source{};
+  Target target{};
+  if (const KWLONG reason = Prepare(pal->pProps, opts, &source, &target); reason != KWRC_NONE) {
+    xtr_text_detail(kComponent, fn, "No encoding family for CCSID %d or %d", source.codes.ccsid,
+                    opts.NameValueCCSID);
+    return reason;
+  }
+
+  // Which folders have properties, so that each is written in one pass.
+  uint32_t buckets = 0;
+  const bool walked = ForEachNode(pal->pProps, [&](const NodeView& node) {
+    if (!SelectedByPurpose(node, opts.CopyPurpose) ||
+        (node.type_flags & ZRF_TYPE_MASK) == ZRF_TYPE_NAME_ONLY) {
+      ++marks->Skipped;
+      return true;
+    }
+    buckets |= 1u << BucketOf(PlaceName(source.family, node.name, node.name_length), node);
+    return true;
+  });
+  if (!walked) return DamagedList(pal, __FILE__, kProbeDamaged, "Property list damaged");
+  if (buckets == 0) return KWRC_PROPERTY_NOT_AVAILABLE;
+
+  const uint32_t start = out->Length;
+  if (const KWLONG reason = ReserveOut(out, kRfh2FixedLength, __FILE__, kProbeOut);
+      reason != KWRC_NONE) {
+    return reason;
+  }
+  out->Length += kRfh2FixedLength;
+
+  uint32_t firstMarked = 0;
+  KWLONG reason = KWRC_NONE;
+  WithFamily(target.family, [&](auto traits) {
+    using T = decltype(traits);
+    FolderWriter<T> writer(source, target, out, fn);
+    for (uint32_t bucket = 0; bucket < kBucketCount && reason == KWRC_NONE; ++bucket) {
+      if ((buckets & (1u << bucket)) == 0) continue;
+      const auto folder = static_cast<FolderId>(bucket % kFolderCount);
+      const bool compatible = bucket < kFolderCount;
+      uint32_t written = 0;
+      reason = writer.WriteFolder(
+          folder,
+          [&](const NodeView& node, Placement* placement) {
+            if (!SelectedByPurpose(node, opts.CopyPurpose) ||
+                (node.type_flags & ZRF_TYPE_MASK) == ZRF_TYPE_NAME_ONLY) {
+              return false;
+            }
+            *placement = PlaceName(source.family, node.name, node.name_length);
+            if (BucketOf(*placement, node) != bucket) return false;
+            if (!compatible) {
+              marks->MarkedSupport |= node.support;
+              const auto offset = static_cast<uint32_t>(node.node - ListBytes(pal->pProps));
+              if (firstMarked == 0 || offset < firstMarked) firstMarked = offset;
+            }
+            return true;
+          },
+          &written);
+      marks->Written += written;
+      (compatible ? marks->Compatible : marks->NonCompatible) += written;
+    }
+  });
+  if (reason != KWRC_NONE) {
+    out->Length = start;
+    *marks = ZRFMARKS{};
+    return reason;
+  }
+  marks->FirstMarked = firstMarked;
+  marks->CopyPurpose = opts.CopyPurpose;
+  WriteFixedPart(out->pBuffer + start, opts, out->Length - start);
+  xtr_text_detail(kComponent, fn, "Compatible properties: %u, non-compatible properties: %u",
+                  marks->Compatible, marks->NonCompatible);
+  return KWRC_NONE;
+}
+
+KWLONG ConvertOneToRfh2(const ZRFPAL* pal, uint32_t nodeOffset, const ZRFHDROPTS& opts,
+                        ZRFHDRBUF* out, uint32_t fn) {
+  if (!HasNodes(pal) || !HeaderUsable(pal)) {
+    return DamagedList(pal, __FILE__, kProbeDamaged, "No property list to read");
+  }
+  NodeView node{};
+  if (!NodeAtOffset(pal->pProps, nodeOffset, &node)) {
+    return DamagedList(pal, __FILE__, kProbeDamaged, "Offset is not a property node");
+  }
+  if ((node.type_flags & ZRF_TYPE_MASK) == ZRF_TYPE_NAME_ONLY) return KWRC_PROPERTY_TYPE_ERROR;
+  Source source{};
+  Target target{};
+  if (const KWLONG reason = Prepare(pal->pProps, opts, &source, &target); reason != KWRC_NONE) {
+    return reason;
+  }
+  const Placement placement = PlaceName(source.family, node.name, node.name_length);
+  const uint32_t start = out->Length;
+  KWLONG reason = KWRC_NONE;
+  WithFamily(target.family, [&](auto traits) {
+    using T = decltype(traits);
+    FolderWriter<T> writer(source, target, out, fn);
+    uint32_t written = 0;
+    reason = writer.WriteFolder(
+        placement.folder,
+        [&](const NodeView& candidate, Placement* chosen) {
+          *chosen = placement;
+          return candidate.node == node.node;
+        },
+        &written);
+  });
+  if (reason != KWRC_NONE) out->Length = start;
+  return reason;
+}
+
+}  // namespace zxv::props
+
+namespace zxv::props {
+namespace {
+
+constexpr uint32_t kProbeMissing = 4;
+
+// The converters' options with their defaults filled in.
+ZRFHDROPTS ResolvedOptions(const ZRFHDROPTS* opts) {
+  ZRFHDROPTS resolved{};
+  if (opts != nullptr) {
+    resolved = *opts;
+  } else {
+    resolved.Encoding = kNativeEncoding;
+    resolved.CCSID = kUtf8Ccsid;
+    resolved.DataEncoding = kNativeEncoding;
+    std::memcpy(resolved.DataFormat, KWFMT_NONE, kFormatLength);
+  }
+  if (resolved.NameValueCCSID == 0) resolved.NameValueCCSID = ZRF_DEFAULT_NAME_VALUE_CCSID;
+  return resolved;
+}
+
+}  // namespace
+}  // namespace zxv::props
+
+extern "C" {
+
+ZXV_API KWLONG zrfConvertAllPropertiesToKWRFH2(const ZRFPAL* pPAL, const ZRFHDROPTS* pOpts,
+                                               ZRFHDRBUF* pOut, ZRFMARKS* pMarks, KWLONG* pCompCode,
+                                               KWLONG* pReason) {
+  namespace zp = zxv::props;
+  constexpr uint32_t fn = zp::kFnConvertAllPropertiesToKWRFH2;
+  xtr_FNC_entry(zxv::kComponent, fn);
+  KWLONG reason = KWRC_NONE;
+  if (pPAL == nullptr || pOut == nullptr) {
+    reason = zp::MissingParameter(pPAL == nullptr ? "pPAL" : "pOut", __FILE__, zp::kProbeMissing);
+  } else {
+    ZRFMARKS marks{};
+    reason = zp::ConvertAllToRfh2(pPAL, zp::ResolvedOptions(pOpts), pOut, &marks, fn);
+    if (pMarks != nullptr) *pMarks = marks;
+  }
+  zp::SetCodes(reason, pCompCode, pReason);
+  xtr_FNC_retcode(zxv::kComponent, fn, reason);
+  return reason;
+}
+
+ZXV_API KWLONG zrfConvertPropertyToKWRFH2(const ZRFPAL* pPAL, KWULONG NodeOffset,
+                                          const ZRFHDROPTS* pOpts, ZRFHDRBUF* pOut,
+                                          KWLONG* pCompCode, KWLONG* pReason) {
+  namespace zp = zxv::props;
+  constexpr uint32_t fn = zp::kFnConvertPropertyToKWRFH2;
+  xtr_FNC_entry(zxv::kComponent, fn);
+  KWLONG reason = KWRC_NONE;
+  if (pPAL == nullptr || pOut == nullptr) {
+    reason = zp::MissingParameter(pPAL == nullptr ? "pPAL" : "pOut", __FILE__, zp::kProbeMissing);
+  } else {
+    reason = zp::ConvertOneToRfh2(pPAL, NodeOffset, zp::ResolvedOptions(pOpts), pOut, fn);
+  }
+  zp::SetCodes(reason, pCompCode, pReason);
+  xtr_FNC_retcode(zxv::kComponent, fn, reason);
+  return reason;
+}
+
+}  // extern "C"

@@ -1,0 +1,212 @@
+// Properties to and from the header, inside the library: trace function
+// numbers, the growable output of the converters, the text of typed
+// values, the choice of a property's folder and the converters that the
+// exported shells of include/zxvxzu/props_header.h map onto.
+//
+//   ZRFHDRBUF out{};
+//   ZRFMARKS marks{};
+//   KWLONG reason = ConvertAllToRfh2(&pal, opts, &out, &marks, kFnConvertAllPropertiesToKWRFH2);
+//   ... out.pBuffer holds one KWRFH2 of out.Length bytes ...
+//   xcsFreeMemFn(out.pBuffer);
+#pragma once
+
+#include <cstdint>
+
+#include "props/message_handle.h"
+#include "props/property_store.h"
+#include "props/rfh2_chain.h"
+#include "zxvxcs2/xcs_thread.h"
+#include "zxvxzu/folder_parser.h"
+#include "zxvxzu/props_header.h"
+
+namespace zxv::props {
+
+// ---------------------------------------------------------------------------
+// Trace function numbers.
+inline constexpr uint32_t kFnPropsHeaderBase = kFnRfh2Base + 0x60;
+inline constexpr uint32_t kFnPropertiesToKWRFH2 = kFnPropsHeaderBase + 0x00;
+inline constexpr uint32_t kFnKWRFH2ToProperties = kFnPropsHeaderBase + 0x01;
+inline constexpr uint32_t kFnPrepareMsgForBackLevel = kFnPropsHeaderBase + 0x02;
+inline constexpr uint32_t kFnConvertAllPropertiesToKWRFH2 = kFnPropsHeaderBase + 0x03;
+inline constexpr uint32_t kFnConvertPropertyToKWRFH2 = kFnPropsHeaderBase + 0x04;
+inline constexpr uint32_t kFnConvertPropertyToKWRFH1 = kFnPropsHeaderBase + 0x05;
+inline constexpr uint32_t kFnCalculatePropsLength = kFnPropsHeaderBase + 0x06;
+inline constexpr uint32_t kFnProcessMarkedNodes = kFnPropsHeaderBase + 0x07;
+inline constexpr uint32_t kFnGetApplicationCCSID = kFnPropsHeaderBase + 0x08;
+
+// Bytes of the work buffer the handle's headers are built in; it grows
+// when they need more.
+inline constexpr uint32_t kWorkBufferSize = 4096;
+
+// ---------------------------------------------------------------------------
+// Output (props_out_buffer.cpp).
+
+// Makes room for `more` bytes behind out->Length: allocates or re-allocates
+// (keeping the content) to at least twice the size. 2071/2102/2195 (with a
+// failure record, probe `probe` of `file`) when it cannot; the buffer is
+// then as it was.
+KWLONG ReserveOut(ZRFHDRBUF* out, uint64_t more, const char* file, uint32_t probe);
+
+// A growable scratch block from the platform allocator with room inside the
+// object for short contents.
+class ScratchBytes {
+ public:
+  ScratchBytes() = default;
+  ~ScratchBytes();
+  ScratchBytes(const ScratchBytes&) = delete;
+  ScratchBytes& operator=(const ScratchBytes&) = delete;
+
+  uint8_t* data() { return data_; }
+  uint32_t capacity() const { return capacity_; }
+  // At least `size` bytes (content not kept); 2071/2102/2195 when not.
+  KWLONG Reserve(uint64_t size);
+
+ private:
+  static constexpr uint32_t kInline = 256;
+  uint8_t inline_[kInline];
+  uint8_t* data_ = inline_;
+  uint32_t capacity_ = kInline;
+};
+
+// Text in one CCSID turned into another: the CCSIDs with the encodings
+// that give the byte order of UCS-2.
+struct TextCodes {
+  int32_t ccsid;
+  int32_t encoding;
+};
+
+// Converts `length` bytes from `from` into `to`, into `scratch`; *out and
+// *outLength receive the result. Reasons: 2119 a character that cannot be
+// converted (traced "Value failed to be converted into CCSID %d" unless
+// `quiet`), 2111 a CCSID without a converter, 2071/2102/2195.
+KWLONG ConvertText(TextCodes from, TextCodes to, const uint8_t* text, uint32_t length,
+                   ScratchBytes* scratch, const uint8_t** out, uint32_t* outLength, uint32_t fn,
+                   bool quiet);
+
+// ---------------------------------------------------------------------------
+// The text of typed values (props_value_text.cpp). Texts are ASCII, whose
+// characters (digits, signs, point, exponent, hex digits, INF, NaN) every
+// family writes alike.
+
+// Room for any text below.
+inline constexpr uint32_t kMaxValueText = 48;
+
+// The decimal text of a fixed-size value of internal type `code` (boolean
+// "1"/"0", integers, floats in the shortest form that reads back as the same
+// value; "INF", "-INF", "NaN"), `value` in the machine's order. Returns its
+// length; 0 for a code that is no fixed-size value.
+uint32_t FormatFixedValue(uint32_t code, const uint8_t* value, char* out);
+
+// The dt attribute value of a type code; null for a string (no dt) and
+// for codes that have none.
+const char* DtOf(uint32_t code);
+
+// ---------------------------------------------------------------------------
+// Folders (props_folder_choice.cpp).
+
+// The folders a writer writes, in the order it writes them.
+enum class FolderId : uint8_t {
+  kMcd,
+  kJms,
+  kUsr,
+  kPsc,
+  kKwps,
+  kKwpse,
+  kKwpsi,
+  kKwext,
+  kZolRfp,
+};
+inline constexpr uint32_t kFolderCount = 9;
+
+// The folder's name (ASCII).
+const char* FolderNameOf(FolderId folder);
+
+// True for the folders that hold no groups.
+bool FolderHoldsNoGroups(FolderId folder);
+
+// Where a property goes: its folder, and whether its name is written whole
+// in an elt element (a name that is no markup name).
+struct Placement {
+  FolderId folder;
+  bool elt;
+};
+
+// Most name parts written as nested elements in the user folder: the
+// parser's nesting limit of 64 holds the folder, the groups and the leaf.
+inline constexpr uint32_t kMaxNestedParts = 62;
+// Longest name part written as a tag (the parser cuts longer tags).
+inline constexpr uint32_t kMaxTagBytes = 255;
+
+// The placement of a name of the list's encoding family `family`
+// (XCS_CCSID_TYPE_*); see "Which folder a property goes to" in
+// props_header.h.
+Placement PlaceName(uint8_t family, const uint8_t* name, uint32_t length);
+
+// True when Support is in the accept range: the property is compatible.
+inline bool IsCompatibleSupport(uint32_t support) {
+  return (support & ~uint32_t{ZRF_SUPPORT_ACCEPT_MASK}) == 0;
+}
+
+// True when a node is selected by a copy purpose (ZSTHDROPTS.CopyPurpose).
+inline bool SelectedByPurpose(const NodeView& node, int32_t purpose) {
+  if (purpose == 0 || purpose == KWCOPY_ALL) return true;
+  return (node.copy_options & (KWCOPY_ALL | static_cast<uint32_t>(purpose))) != 0;
+}
+
+// ---------------------------------------------------------------------------
+// Converters (props_folder_writer.cpp, props_rfh1_writer.cpp,
+// props_marked_nodes.cpp).
+
+// The work of zrfConvertAllPropertiesToKWRFH2 on checked arguments (`opts`
+// complete, NameValueCCSID resolved).
+KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
+                        uint32_t fn);
+
+// The work of zrfConvertPropertyToKWRFH2 on checked arguments.
+KWLONG ConvertOneToRfh2(const ZRFPAL* pal, uint32_t nodeOffset, const ZRFHDROPTS& opts,
+                        ZRFHDRBUF* out, uint32_t fn);
+
+// The work of zrfConvertPropertyToKWRFH1 on checked arguments.
+KWLONG ConvertOneToRfh1(const ZRFPAL* pal, uint32_t nodeOffset, int32_t ccsid, int32_t encoding,
+                        ZRFHDRBUF* out, bool* written, uint32_t fn);
+
+// The work of zrfProcessMarkedNodes on checked arguments.
+KWLONG ProcessMarkedNodes(const ZRFPAL* pal, const ZRFMARKS& marks, uint32_t options, uint32_t fn);
+
+// True when `offset` is the start of a node of the list (walked from the
+// first node); the node is decoded into *view.
+bool NodeAtOffset(const ZRFPROPS* list, uint32_t offset, NodeView* view);
+
+// The encoding family of the list's text; XCS_CCSID_TYPE_UNKNOWN when it
+// has none.
+uint8_t ListFamilyOf(const ZRFPROPS* list);
+
+// The CCSID and UCS-2 byte order of the list's text.
+TextCodes ListCodesOf(const ZRFPROPS* list);
+
+// ---------------------------------------------------------------------------
+// The application's CCSID (props_app_ccsid.cpp).
+int32_t ApplicationCcsid();
+
+// ---------------------------------------------------------------------------
+// The thread lock of a header conversion on a handle: lock type 0, no
+// object owner, the anchor released after locking; released whatever the
+// outcome.
+class HandleCallLock {
+ public:
+  HandleCallLock(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, MsgHandleAnchor* anchor,
+                 const char* description, uint32_t fn);
+  ~HandleCallLock();
+  HandleCallLock(const HandleCallLock&) = delete;
+  HandleCallLock& operator=(const HandleCallLock&) = delete;
+
+  KWLONG reason() const { return reason_; }
+  MsgHandle* handle() const { return handle_; }
+
+ private:
+  xihTHREAD* thread_;
+  MsgHandle* handle_ = nullptr;
+  KWLONG reason_;
+};
+
+}  // namespace zxv::props
