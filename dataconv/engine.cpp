@@ -146,6 +146,15 @@ Walked Walk(const Message& m, const uint8_t* in, uint8_t* out, size_t out_length
     }
     // A converter that truncated has written the last of what fits.
     const bool ends = step.chain_ends || reason == KWRC_TRUNCATED_MSG_ACCEPTED;
+    // A header that consumed nothing would be walked for ever; a converter
+    // that claims more than it was given is wrong. Neither is trusted.
+    if (step.in_used > step.in_length || step.out_used > step.out_length ||
+        (!ends && step.in_used == 0)) {
+      walked.failed = true;
+      walked.reason = KWRC_NOT_CONVERTED;
+      walked.out_used = out_at;
+      return walked;
+    }
     if (ends && step.copied) {
       // The structure in front describes data that kept its source form.
       if (first) walked.first_copied = true;

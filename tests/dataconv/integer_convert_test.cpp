@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "dataconv_test_util.h"
 #include "zxvxzu/dataconv.h"
 
 namespace {
@@ -91,6 +92,22 @@ TEST(IntegerConvert, InvalidEncodingsAndArgumentsWriteNothing) {
       EXPECT_EQ(out, std::vector<uint8_t>(w.bytes, 0xEE));
     }
   }
+}
+
+TEST(IntegerConvert, TracesItsEncodingsAndCount) {
+  dctest::TraceCapture trace;
+  uint8_t data[16] = {};
+  KWLONG cc, rc;
+  vxtConvertLong(273, 546, 3, data, data, &cc, &rc);
+  vxtConvertShort(546, 785, 2, data, data, &cc, &rc);
+  EXPECT_TRUE(trace.Has("ConvertLong from 111 to 222 for 3"));
+  EXPECT_TRUE(trace.Has("ConvertShort from 222 to 311 for 2"));
+  vxtConvertCharInt(37, 273, 850, 546, "\xF1", data, 1, &cc, &rc);
+  vxtConvertCharIntOL(850, 546, 37, 273, "1", 1, data, 2, &cc, &rc);
+  vxtConvertVarCharInt(850, 546, 37, 273, "1", 1, data, 2, nullptr, nullptr, &cc, &rc);
+  EXPECT_TRUE(trace.Has("ConvertCharInt from 37 to 850"));
+  EXPECT_TRUE(trace.Has("ConvertCharIntOL from 850 to 37"));
+  EXPECT_TRUE(trace.Has("ConvertVarCharInt"));
 }
 
 TEST(IntegerConvert, ZeroCountNeedsNoBuffers) {
