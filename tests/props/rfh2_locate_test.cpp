@@ -309,14 +309,6 @@ TEST(Rfh2Locate, CcsidZeroAndMinusOneKeepTheOneBefore) {
   EXPECT_EQ(loc.CodedCharSetId, 1208);
 }
 
-TEST(Rfh2Locate, EbcdicChainReadAsUtf8FindsNothing) {
-  Message m = Chain().Ccsid(500).Mde().Rfh2(kFolders).Build();
-  m.ccsid = 1208;  // the descriptor lies: the extension's format is not "KW..."
-  ZRFLOC loc;
-  EXPECT_EQ(m.Locate(&loc), KWRC_PROPERTY_NOT_AVAILABLE);
-  EXPECT_EQ(loc.Offset, 72u);
-}
-
 TEST(Rfh2Locate, CcsidWithoutConverterIsReadAsItStands) {
   // 425 is ASCII-based and has no conversion table on this platform.
   Message m = Chain().Mde().Rfh2(kFolders).Build();
@@ -400,12 +392,6 @@ TEST(Rfh2Locate, PartialMatchAcceptsAnyLastTwoCharacters) {
   EXPECT_EQ(m.Locate(&loc), KWRC_NONE);
   unsetenv("ZXV_PARTIAL_MATCH_RFH2");
   EXPECT_EQ(m.Locate(&loc), KWRC_NONE);
-}
-
-TEST(Rfh2Locate, StartBeyondTheDataFindsNothing) {
-  const Message m = Chain().Rfh2(kFolders).Build();
-  ZRFLOC loc;
-  EXPECT_EQ(m.Locate(&loc, 100000), KWRC_PROPERTY_NOT_AVAILABLE);
 }
 
 TEST(Rfh2Locate, MissingPointersGiveUnexpectedError) {
