@@ -74,6 +74,7 @@ class FolderGrammar {
   KWLONG Copy(const uint8_t* value, uint32_t bytes, uint8_t* copy);
   KWLONG Support(const uint8_t* value, uint32_t bytes, uint32_t* support);
   KWLONG AppendNamePart(const uint8_t* part, uint32_t bytes, bool escaped);
+  void MarkNamePart(uint32_t index);
   KWLONG Unescaped(const uint8_t* text, uint32_t bytes, const uint8_t** out, uint32_t* outBytes);
   KWLONG Property(const Frame& f, uint32_t depth, const uint8_t* text, uint32_t bytes);
   KWLONG Body(const Frame& folder);
@@ -88,6 +89,11 @@ class FolderGrammar {
   bool nested_traced_ = false;
   bool rsv_seen_ = false;
   Frame stack_[kMaxFolderDepth];
+  // The parts of the name being built: where each ends and the hash of the
+  // name up to there (the folder's own part first, except for usr).
+  uint32_t base_parts_ = 0;
+  uint32_t part_end_[kMaxNameParts];
+  uint64_t part_hash_[kMaxNameParts];
 };
 
 template <typename T>
@@ -313,6 +319,17 @@ KWLONG FolderGrammar<T>::AppendNamePart(const uint8_t* part, uint32_t bytes, boo
   return KWRC_NONE;
 }
 
+// Records where name part `index` ends (the names buffer's end) and the
+// hash of the name up to there.
+template <typename T>
+void FolderGrammar<T>::MarkNamePart(uint32_t index) {
+  ScratchBuffer& names = session_->names();
+  const uint32_t from = index == 0 ? 0 : part_end_[index - 1];
+  const uint64_t h = index == 0 ? kPrefixHashStart : part_hash_[index - 1];
+  part_end_[index] = names.size();
+  part_hash_[index] = ContinuePrefixHash(h, names.data() + from, names.size() - from);
+}
+
 // Element text without its entities: the text itself when it has no "&",
 // otherwise unescaped into the session's value buffer.
 template <typename T>
@@ -375,7 +392,8 @@ KWLONG FolderGrammar<T>::Property(const Frame& f, uint32_t depth, const uint8_t*
   if (f.nil == Nil::kTrue) {
     if (bytes != 0) return SyntaxError();  // a null has no text
     p.type = ZRF_TYPE_NULL;
-    return session_->Add(p, kFnFolderParse);
+    const NameParts parts{part_end_, part_hash_, base_parts_ + depth};
+    return session_->Add(p, &parts, kFnFolderParse);
   }
 
   const uint8_t* value = nullptr;
@@ -468,7 +486,8 @@ KWLONG FolderGrammar<T>::Property(const Frame& f, uint32_t depth, const uint8_t*
     p.value = reinterpret_cast<const uint8_t*>(&number);
     p.value_length = FixedValueSize(type);
   }
-  return session_->Add(p, kFnFolderParse);
+  const NameParts parts{part_end_, part_hash_, base_parts_ + depth};
+  return session_->Add(p, &parts, kFnFolderParse);
 }
 
 // The elements of the folder, from behind its start tag to behind its end
@@ -565,6 +584,7 @@ KWLONG FolderGrammar<T>::Body(const Frame& folder) {
       reason = AppendNamePart(text_ + f.tag, f.tag_bytes, false);
     }
     if (reason != KWRC_NONE) return reason;
+    MarkNamePart(base_parts_ + depth - 2);
     if (selfClosing) {
       if (const KWLONG r = Property(f, depth - 1, text_ + c_.pos(), 0); r != KWRC_NONE) return r;
       names.Resize(f.name_mark);
@@ -612,7 +632,7 @@ KWLONG FolderGrammar<T>::KwFolderEnd() {
       p.value = format;
       p.value_length = KW_FORMAT_LENGTH * kStep;
     }
-    if (const KWLONG reason = session_->Add(p, kFnFolderParse); reason != KWRC_NONE) {
+    if (const KWLONG reason = session_->Add(p, nullptr, kFnFolderParse); reason != KWRC_NONE) {
       xtr_text_detail(kComponent, kFnFolderParse, "%s", in.failure);
       return reason;
     }
@@ -673,6 +693,8 @@ KWLONG FolderGrammar<T>::Run(uint32_t* action) {
     if (const KWLONG reason = AppendNamePart(folderName, span.length, false); reason != KWRC_NONE) {
       return reason;
     }
+    MarkNamePart(0);
+    base_parts_ = 1;
   }
   if (!selfClosing) {
     if (const KWLONG reason = Body(folder); reason != KWRC_NONE) return reason;

@@ -19,12 +19,6 @@ constexpr uint32_t kProbeScratch = 1;
 constexpr uint32_t kProbeSaveList = 2;
 constexpr uint32_t kInitialPrefixCapacity = 256;
 
-constexpr uint64_t kFnvOffset = 0xCBF29CE484222325ull;
-constexpr uint64_t kFnvPrime = 0x100000001B3ull;
-
-// The set's hashes are never 0, which marks an empty slot.
-inline uint64_t NonZero(uint64_t h) { return h == 0 ? 1 : h; }
-
 bool IsUcs2(uint8_t family) {
   return family == XCS_CCSID_TYPE_LUCS2 || family == XCS_CCSID_TYPE_BUCS2;
 }
@@ -106,38 +100,59 @@ void FolderSession::RollbackFolder() {
   FindLastNode();
 }
 
+// Splits a name at the family's full stops into `out` (at most
+// kMaxNameParts parts; false for more).
+static bool SplitName(const uint8_t* name, uint32_t length, uint8_t family, uint32_t* ends,
+                      uint64_t* hashes, uint32_t* count) {
+  const FamilyChar stop = FullStopOf(family);
+  uint32_t n = 0;
+  uint32_t start = 0;
+  uint64_t h = kPrefixHashStart;
+  for (;;) {
+    const uint32_t end = NamePartEnd(name, length, start, family);
+    if (n == kMaxNameParts) return false;
+    h = ContinuePrefixHash(h, name + (n == 0 ? 0 : start - stop.length),
+                           end - start + (n == 0 ? 0 : stop.length));
+    ends[n] = end;
+    hashes[n] = h;
+    ++n;
+    if (end >= length || stop.length == 0) break;
+    start = end + stop.length;
+  }
+  *count = n;
+  return true;
+}
+
 void FolderSession::FindLastNode() {
   last_node_ = 0;
+  last_count_ = 0;
   if (pal_->pProps == nullptr) return;
   uint32_t offset = kHeaderLength;
+  NodeView last{};
   ForEachNode(pal_->pProps, [&](const NodeView& node) {
     last_node_ = offset;
+    last = node;
     offset += node.length;
     return true;
   });
-}
-
-// Calls visit(hash) for the name's first 1, 2, ... parts (the whole name
-// last), hashed as bytes.
-template <typename Visit>
-static void ForEachPrefixHash(const uint8_t* name, uint32_t length, uint8_t family, Visit&& visit) {
-  const FamilyChar stop = FullStopOf(family);
-  const uint32_t unit = CharUnitOf(family);
-  uint64_t h = kFnvOffset;
-  for (uint32_t i = 0; i < length; i += unit) {
-    const bool boundary = stop.length != 0 && i + stop.length <= length &&
-                          std::memcmp(name + i, stop.bytes, stop.length) == 0;
-    if (boundary && i != 0) visit(NonZero(h));
-    for (uint32_t b = 0; b < unit && i + b < length; ++b) {
-      h = (h ^ name[i + b]) * kFnvPrime;
-    }
+  if (last_node_ != 0 &&
+      !SplitName(last.name, last.name_length, family_, last_ends_, last_hashes_, &last_count_)) {
+    fast_ = false;
   }
-  visit(NonZero(h));
 }
 
-void FolderSession::RememberPrefixes(const uint8_t* name, uint32_t length) {
+bool FolderSession::PrefixKnown(uint64_t h) const {
+  if (prefix_capacity_ == 0) return false;
+  for (uint32_t slot = static_cast<uint32_t>(h) & (prefix_capacity_ - 1); prefixes_[slot] != 0;
+       slot = (slot + 1) & (prefix_capacity_ - 1)) {
+    if (prefixes_[slot] == h) return true;
+  }
+  return false;
+}
+
+void FolderSession::RememberPrefix(uint64_t h) {
   if (!fast_) return;
-  if ((prefix_count_ + 16) * 2 > prefix_capacity_) {
+  if ((prefix_count_ + 1) * 2 > prefix_capacity_) {
     // Grow (or create) the set; without room the fast path just stops.
     const uint32_t capacity = prefix_capacity_ == 0 ? kInitialPrefixCapacity : prefix_capacity_ * 2;
     void* block = nullptr;
@@ -149,61 +164,70 @@ void FolderSession::RememberPrefixes(const uint8_t* name, uint32_t length) {
     auto* grown = static_cast<uint64_t*>(block);
     std::memset(grown, 0, uint64_t{capacity} * sizeof(uint64_t));
     for (uint32_t i = 0; i < prefix_capacity_; ++i) {
-      const uint64_t h = prefixes_[i];
-      if (h == 0) continue;
-      uint32_t slot = static_cast<uint32_t>(h) & (capacity - 1);
+      const uint64_t old = prefixes_[i];
+      if (old == 0) continue;
+      uint32_t slot = static_cast<uint32_t>(old) & (capacity - 1);
       while (grown[slot] != 0) slot = (slot + 1) & (capacity - 1);
-      grown[slot] = h;
+      grown[slot] = old;
     }
     xcsFreeMemFn(prefixes_);
     prefixes_ = grown;
     prefix_capacity_ = capacity;
   }
-  ForEachPrefixHash(name, length, family_, [&](uint64_t h) {
-    uint32_t slot = static_cast<uint32_t>(h) & (prefix_capacity_ - 1);
-    while (prefixes_[slot] != 0) {
-      if (prefixes_[slot] == h) return;
-      slot = (slot + 1) & (prefix_capacity_ - 1);
-    }
-    if (prefix_count_ * 2 + 2 >= prefix_capacity_) return;  // full: a later call grows it
-    prefixes_[slot] = h;
-    ++prefix_count_;
-  });
+  uint32_t slot = static_cast<uint32_t>(h) & (prefix_capacity_ - 1);
+  while (prefixes_[slot] != 0) {
+    if (prefixes_[slot] == h) return;
+    slot = (slot + 1) & (prefix_capacity_ - 1);
+  }
+  prefixes_[slot] = h;
+  ++prefix_count_;
 }
 
-bool FolderSession::CanAppendAtEnd(const uint8_t* name, uint32_t length) {
-  if (!fast_ || pal_->pProps == nullptr || !HeaderUsable(pal_) || VerifyRequested(pal_)) {
+// Remembers the name just added as the last node's, and its prefixes from
+// part `from` on (the earlier ones are the last node's, already known).
+void FolderSession::RememberLast(const NameParts& parts, uint32_t from) {
+  for (uint32_t i = from; i < parts.count; ++i) RememberPrefix(parts.hashes[i]);
+  std::memcpy(last_ends_, parts.ends, parts.count * sizeof(uint32_t));
+  std::memcpy(last_hashes_, parts.hashes, parts.count * sizeof(uint64_t));
+  last_count_ = parts.count;
+}
+
+// Leading parts the name shares with the last node's name.
+uint32_t FolderSession::SharedWithLast(const ParsedProperty& property,
+                                       const NameParts& parts) const {
+  uint32_t k = 0;
+  const uint32_t n = parts.count < last_count_ ? parts.count : last_count_;
+  while (k < n && parts.ends[k] == last_ends_[k] && parts.hashes[k] == last_hashes_[k]) ++k;
+  if (k == 0) return 0;
+  // The hashes only pointed the way: the bytes decide.
+  NodeView last{};
+  if (!DecodeNode(ListBytes(pal_->pProps) + last_node_, pal_->pProps->StrucLen - last_node_,
+                  &last) ||
+      last.name_length < parts.ends[k - 1] ||
+      std::memcmp(last.name, property.name, parts.ends[k - 1]) != 0) {
+    return UINT32_MAX;
+  }
+  return k;
+}
+
+bool FolderSession::CanAppendAtEnd(const ParsedProperty& property, const NameParts& parts,
+                                   uint32_t* shared) {
+  if (!fast_ || pal_->pProps == nullptr || pal_->Size < kHeaderLength || VerifyRequested(pal_)) {
     return false;
   }
   const ZRFPROPS* list = pal_->pProps;
   if (list->CCSID != ccsid_ || list->CCSIDType != family_) return false;
-  if (last_node_ == 0) return list->StrucLen == kHeaderLength;
-  NodeView last{};
-  if (!DecodeNode(ListBytes(list) + last_node_, list->StrucLen - last_node_, &last) ||
-      last_node_ + last.length != list->StrucLen) {
-    return false;
+  if (last_node_ == 0) {
+    *shared = 0;
+    return list->StrucLen == kHeaderLength;
   }
-  const uint32_t shared = SharedLeadingParts(last.name, last.name_length, name, length, family_);
-  // The name's first shared + 1 parts must be new to the list.
-  uint32_t depth = 0;
-  bool known = true;
-  bool reached = false;
-  ForEachPrefixHash(name, length, family_, [&](uint64_t h) {
-    if (reached) return;
-    if (depth++ != shared) return;
-    reached = true;
-    uint32_t slot = static_cast<uint32_t>(h) & (prefix_capacity_ - 1);
-    known = false;
-    if (prefix_capacity_ == 0) return;
-    while (prefixes_[slot] != 0) {
-      if (prefixes_[slot] == h) {
-        known = true;
-        return;
-      }
-      slot = (slot + 1) & (prefix_capacity_ - 1);
-    }
-  });
-  return reached && !known;
+  const uint32_t k = SharedWithLast(property, parts);
+  // The store puts a new name after the last node that shares the most
+  // parts with it: that is the list's last node unless another node has
+  // the name's first k + 1 parts (or the name itself).
+  if (k >= parts.count) return false;
+  *shared = k;
+  return !PrefixKnown(parts.hashes[k]);
 }
 
 // The property with its name and text value turned round to the other UCS-2
@@ -268,13 +292,51 @@ KWLONG FolderSession::AddThroughStore(const ParsedProperty& property, uint32_t f
   return KWRC_NONE;
 }
 
-KWLONG FolderSession::Add(const ParsedProperty& property, uint32_t fn) {
-  NameId id = ZRF_NAME_NONE;
-  if (const KWLONG reason = ValidatePropertyName(
-          property.name, static_cast<KWLONG>(property.name_length), ccsid_, family_, &id);
+// True when a name may be one of the reserved words, which are whole names
+// of 2 to 12 letters (the longest is "synchronized"), or begins "Body." or
+// "Properties.": any other character, or more of them, rules a word out.
+static bool MayBeReserved(const uint8_t* name, uint32_t length, uint8_t family) {
+  constexpr uint32_t kLongestReservedWord = 12;
+  const uint32_t unit = CharUnitOf(family);
+  const bool ebcdic = family == XCS_CCSID_TYPE_EBCDIC;
+  auto unitAt = [&](uint32_t at) -> uint32_t {
+    if (unit == 1) return name[at];
+    return family == XCS_CCSID_TYPE_BUCS2 ? (uint32_t{name[at]} << 8) | name[at + 1]
+                                          : name[at] | (uint32_t{name[at + 1]} << 8);
+  };
+  const uint32_t first = unitAt(0);
+  if (first == (ebcdic ? 0xC2u : uint32_t{'B'}) || first == (ebcdic ? 0xD7u : uint32_t{'P'})) {
+    return true;
+  }
+  if (length / unit > kLongestReservedWord) return false;
+  for (uint32_t at = 0; at + unit <= length; at += unit) {
+    const uint32_t u = unitAt(at);
+    const bool letter = ebcdic ? (u >= 0x81 && u <= 0xA9) || (u >= 0xC1 && u <= 0xE9)
+                               : (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z');
+    if (!letter) return false;
+  }
+  return true;
+}
+
+// The check of ValidatePropertyName (characters, reserved words, known
+// names), the reserved words looked at only where one can match.
+KWLONG FolderSession::CheckName(const ParsedProperty& property, KWLONG* id) const {
+  NameFamily family = NameFamily::kUnknown;
+  if (const KWLONG reason =
+          CheckNameCharacters(property.name, property.name_length, ccsid_, family_, &family);
       reason != KWRC_NONE) {
     return reason;
   }
+  const NameBytes name{property.name, property.name_length, family};
+  if (MayBeReserved(property.name, property.name_length, family_)) {
+    if (const KWLONG reason = CheckReservedWords(name); reason != KWRC_NONE) return reason;
+  }
+  return CheckForKnownName(name, id);
+}
+
+KWLONG FolderSession::Add(const ParsedProperty& property, const NameParts* given, uint32_t fn) {
+  NameId id = ZRF_NAME_NONE;
+  if (const KWLONG reason = CheckName(property, &id); reason != KWRC_NONE) return reason;
   if (ctx_->pMsgDesc != nullptr && id != ZRF_NAME_NONE) {
     if (const DescriptorMapping* mapping = FindDescriptorMapping(id)) {
       KWULONG fields = ctx_->pMsgDescFieldsSet != nullptr ? *ctx_->pMsgDescFieldsSet : 0;
@@ -298,7 +360,18 @@ KWLONG FolderSession::Add(const ParsedProperty& property, uint32_t fn) {
     }
   }
 
-  if (CanAppendAtEnd(property.name, property.name_length)) {
+  uint32_t ends[kMaxNameParts];
+  uint64_t hashes[kMaxNameParts];
+  NameParts split{ends, hashes, 0};
+  const NameParts* parts = given;
+  if (parts == nullptr) {
+    if (!SplitName(property.name, property.name_length, family_, ends, hashes, &split.count)) {
+      fast_ = false;
+    }
+    parts = &split;
+  }
+  uint32_t shared = 0;
+  if (CanAppendAtEnd(property, *parts, &shared)) {
     NodeSpec spec;
     spec.type_flags = property.type | (property.user_context ? ZRF_FLAG_USER_CONTEXT : 0u);
     spec.support = property.support;
@@ -312,10 +385,13 @@ KWLONG FolderSession::Add(const ParsedProperty& property, uint32_t fn) {
     const uint32_t at = pal_->pProps->StrucLen;
     if (const KWLONG reason = AppendNodeAtEnd(pal_, spec); reason != KWRC_NONE) return reason;
     last_node_ = at;
-  } else if (const KWLONG reason = AddThroughStore(property, fn); reason != KWRC_NONE) {
-    return reason;
+    RememberLast(*parts, shared);
+    return KWRC_NONE;
   }
-  RememberPrefixes(property.name, property.name_length);
+  if (const KWLONG reason = AddThroughStore(property, fn); reason != KWRC_NONE) return reason;
+  // The node may have gone anywhere: FindLastNode (in AddThroughStore)
+  // found the list's last one; every prefix of this name is now known.
+  for (uint32_t i = 0; i < parts->count; ++i) RememberPrefix(parts->hashes[i]);
   return KWRC_NONE;
 }
 

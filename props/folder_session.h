@@ -64,6 +64,23 @@ struct ParsedProperty {
   bool user_context;
 };
 
+// Where the parts of a property's name end (bytes) and the hash of the name
+// up to the end of each part; the grammar keeps them per open element.
+inline constexpr uint32_t kMaxNameParts = 64;
+struct NameParts {
+  const uint32_t* ends;
+  const uint64_t* hashes;
+  uint32_t count;
+};
+
+// The hash of name prefixes: FNV-1a over bytes, continued from `h`
+// (kPrefixHashStart for an empty prefix).
+inline constexpr uint64_t kPrefixHashStart = 0xCBF29CE484222325ull;
+inline uint64_t ContinuePrefixHash(uint64_t h, const uint8_t* bytes, uint32_t length) {
+  for (uint32_t i = 0; i < length; ++i) h = (h ^ bytes[i]) * 0x100000001B3ull;
+  return h == 0 ? 1 : h;  // 0 marks an empty slot of the set
+}
+
 class FolderSession {
  public:
   // `ctx` supplies the options and the descriptor to update (may be null
@@ -89,12 +106,17 @@ class FolderSession {
   void RollbackFolder();
 
   // Checks the name, then writes the property into the descriptor or the
-  // list. Reasons: 2442/2111 from the name check, the store's reasons.
-  KWLONG Add(const ParsedProperty& property, uint32_t fn);
+  // list. `parts` (may be null: then the name is split here) describes the
+  // name's parts. Reasons: 2442/2111 from the name check, the store's.
+  KWLONG Add(const ParsedProperty& property, const NameParts* parts, uint32_t fn);
 
  private:
-  bool CanAppendAtEnd(const uint8_t* name, uint32_t length);
-  void RememberPrefixes(const uint8_t* name, uint32_t length);
+  KWLONG CheckName(const ParsedProperty& property, KWLONG* id) const;
+  uint32_t SharedWithLast(const ParsedProperty& property, const NameParts& parts) const;
+  bool CanAppendAtEnd(const ParsedProperty& property, const NameParts& parts, uint32_t* shared);
+  bool PrefixKnown(uint64_t h) const;
+  void RememberPrefix(uint64_t h);
+  void RememberLast(const NameParts& parts, uint32_t from);
   void FindLastNode();
   KWLONG SaveListForRollback();
   KWLONG AddThroughStore(const ParsedProperty& property, uint32_t fn);
@@ -109,7 +131,10 @@ class FolderSession {
 
   // The fast path: usable while every node of the list came from here.
   bool fast_ = false;
-  uint32_t last_node_ = 0;        // offset of the list's last node; 0 when none
+  uint32_t last_node_ = 0;             // offset of the list's last node; 0 when none
+  uint32_t last_ends_[kMaxNameParts];  // the last node's name parts
+  uint64_t last_hashes_[kMaxNameParts];
+  uint32_t last_count_ = 0;
   uint64_t* prefixes_ = nullptr;  // open-addressed set of prefix hashes
   uint32_t prefix_capacity_ = 0;  // a power of two
   uint32_t prefix_count_ = 0;

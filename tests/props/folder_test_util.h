@@ -126,7 +126,8 @@ inline void PutInt(std::string* out, int32_t v, bool bigEndian) {
 
 // A KWRFH2 holding `folders` (already in the family's encoding), padded
 // with the family's blank to multiples of 4. Integers in `intEncoding`'s
-// order (1: big-endian); StrucId and Format in ASCII (CCSID 1208 chain).
+// order (1: big-endian), which it also names for what follows; StrucId and Format in ASCII (CCSID
+// 1208 chain).
 inline std::string BuildRfh2(const std::vector<std::string>& folders, const NameEncoding& enc,
                              int32_t intEncoding = 546, const char* nextFormat = "KWSTR   ",
                              int32_t flags = 0, int32_t nvCcsid = 0) {
@@ -143,8 +144,8 @@ inline std::string BuildRfh2(const std::vector<std::string>& folders, const Name
   h += "RFH ";
   PutInt(&h, KWRFH_VERSION_2, big);
   PutInt(&h, static_cast<int32_t>(36 + body.size()), big);
-  PutInt(&h, 546, big);   // Encoding of what follows
-  PutInt(&h, 1208, big);  // CCSID of what follows
+  PutInt(&h, intEncoding, big);  // what follows: a chain stays in one byte order
+  PutInt(&h, 1208, big);         // CCSID of what follows
   h.append(nextFormat, 8);
   PutInt(&h, flags, big);
   PutInt(&h, nvCcsid != 0 ? nvCcsid : enc.ccsid, big);
