@@ -11,7 +11,7 @@ FUZZ_SECONDS="${FUZZ_SECONDS:-20}"
 
 PACKAGES=(build-essential cmake ninja-build pkg-config
           libicu-dev libssl-dev
-          libgtest-dev libgmock-dev libbenchmark-dev
+          libgtest-dev libgmock-dev libbenchmark-dev libexpat1-dev libpugixml-dev
           libcli11-dev nlohmann-json3-dev libfmt-dev
           clang libclang-rt-14-dev)
 
