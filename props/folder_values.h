@@ -43,18 +43,31 @@ bool NumberText(const uint8_t* text, uint32_t length, char* out, uint32_t* outLe
   return true;
 }
 
-// A decimal integer within [min, max] (an optional sign, digits).
+// A decimal integer within [min, max] (an optional sign, digits). Read by
+// hand: std::from_chars for integers is a template whose instances the
+// library would export.
 template <typename T>
 bool ReadInteger(const uint8_t* text, uint32_t length, int64_t min, int64_t max, int64_t* value) {
   char buf[kMaxNumberChars + 1];
   uint32_t n = 0;
   if (!NumberText<T>(text, length, buf, &n) || n == 0) return false;
-  const char* first = buf;
-  if (*first == '+') ++first;  // from_chars takes only a minus
-  if (first == buf + n || *first == '+') return false;
+  uint32_t i = 0;
+  const bool negative = buf[0] == '-';
+  if (buf[0] == '-' || buf[0] == '+') ++i;
+  if (i == n) return false;
+  // Accumulated as a negative number, whose range includes INT64_MIN.
   int64_t v = 0;
-  const auto [ptr, ec] = std::from_chars(first, buf + n, v, 10);
-  if (ec != std::errc() || ptr != buf + n || v < min || v > max) return false;
+  for (; i < n; ++i) {
+    const char c = buf[i];
+    if (c < '0' || c > '9') return false;
+    if (v < (INT64_MIN + (c - '0')) / 10) return false;
+    v = v * 10 - (c - '0');
+  }
+  if (!negative) {
+    if (v == INT64_MIN) return false;
+    v = -v;
+  }
+  if (v < min || v > max) return false;
   *value = v;
   return true;
 }
