@@ -16,7 +16,6 @@ namespace zxv::props {
 namespace {
 
 constexpr uint32_t kProbeScratch = 1;
-constexpr uint32_t kProbeSaveList = 2;
 constexpr uint32_t kInitialPrefixCapacity = 256;
 
 bool IsUcs2(uint8_t family) {
