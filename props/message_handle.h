@@ -200,21 +200,81 @@ KWLONG CalculatePropertyName(const ZRFPROPINFO& info, KWIMPO* impo, ZRFWORKAREA*
 KWLONG ReserveWork(ZRFWORKAREA* work, uint64_t size);
 
 // ---------------------------------------------------------------------------
-// The index of a handle's list (message_handle_index.cpp): node offsets by
-// name, a cache checked against the list on every hit, so that a stale or
-// missing index never gives a wrong answer, only a slower one.
+// The index of a handle's list (message_handle_index.cpp): nodes by name and
+// by leading parts of names, so that finding a property and the place for a
+// new one take no walk. A cache: it describes the list at a change count of
+// the handle and is built again by one walk when the list changed behind it;
+// every node it gives is checked against the list.
 
-// Raises the handle's change count; call after every change to the list
-// made outside the functions of this header.
+struct PropertyIndex;
+
+// Raises the handle's change count: call after every change to the handle's
+// list that the index did not follow (IndexNote*), so that it is rebuilt.
 inline void NoteListChanged(MsgHandle* handle) { ++handle->Work.ChangeCount; }
 
-// Finds the node of exactly `name` (bytes in the list's CCSID) through the
-// index, building it first when it does not describe the list. True with
-// *offset the node's offset when the index holds the name and the node
-// there carries it; false means "not known here": the caller searches.
-bool IndexLookup(MsgHandle* handle, const uint8_t* name, uint32_t nameLength, uint32_t* offset);
+// The index of the handle's list, built when it does not describe the list;
+// null when the list cannot be indexed (no list, a damaged one, names of
+// two-byte units) or there is no storage for it: callers then walk.
+PropertyIndex* CurrentIndex(MsgHandle* handle);
+
+// NameFamilyOf(nameCcsid, pal) (the family a name of that CCSID is read
+// in), remembered for the last CCSID asked about.
+uint8_t IndexNameFamily(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL* pal);
+
+// The offset of the node named exactly `name` (bytes in the list's CCSID).
+// False when the list has no such node.
+bool IndexFind(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
+               uint32_t length, uint32_t* offset);
+
+// The keys of one name (its runs of leading parts, then itself) as the
+// index holds them; IndexLocate fills it for IndexNoteInserted.
+struct IndexSlot;
+struct IndexKeys {
+  static constexpr uint32_t kMax = 32;
+  uint32_t count;
+  uint32_t length[kMax];
+  uint32_t hash[kMax];
+  IndexSlot* slot[kMax];  // the key's slot, null when the index has none
+};
+
+// Finds the node of `name` (*found true, *offset the node) or the place
+// where a node of that new name goes, as zrfLocatePropertyNode places it.
+// False when the index cannot tell (a name of very many parts).
+bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
+                 uint32_t length, IndexKeys* keys, bool* found, uint32_t* offset);
+
+// Tells the index that a node of padded `length` was inserted at `offset`
+// (already written to the handle's list) for the name IndexLocate was
+// asked about with `keys`.
+void IndexNoteInserted(MsgHandle* handle, uint32_t offset, uint32_t length, const IndexKeys& keys);
+
+// Tells the index that the node at `offset` was rewritten with its padded
+// length changed by `delta`.
+void IndexNoteResized(MsgHandle* handle, uint32_t offset, int32_t delta);
 
 // Frees the index.
 void FreeIndex(MsgHandle* handle);
+
+// ---------------------------------------------------------------------------
+// Fast paths of set and inquire (message_handle_fast_path.cpp): the common
+// cases done through the index, with the store's results, byte for byte.
+// Each returns false, having changed nothing, when the call is not one of
+// those cases; the caller then goes through the store.
+
+struct PropertyName {
+  const uint8_t* data = nullptr;
+  uint32_t length = 0;
+  int32_t ccsid = 0;
+};
+
+// The set of a property of a value type into the list (not a descriptor
+// field), in the list's CCSID, on a list that does not ask for verification.
+bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd, uint32_t type,
+                     const void* value, uint32_t valueLength, KWLONG* reason);
+
+// The first inquiry of an exact name that is not a descriptor field, in the
+// list's CCSID: *info describes the node, which is recorded in the cursor.
+bool GetPropertyFast(MsgHandle* handle, const PropertyName& name, ZRFPROPINFO* info,
+                     KWLONG* reason);
 
 }  // namespace zxv::props

@@ -18,11 +18,7 @@ constexpr uint32_t kProbeRelease = 1;
 
 constexpr KWLONG kValidContextMask = KWPD_USER_CONTEXT;
 
-struct NameRef {
-  const uint8_t* data = nullptr;
-  uint32_t length = 0;
-  int32_t ccsid = 0;
-};
+using NameRef = PropertyName;
 
 int32_t EffectiveCcsid(KWLONG ccsid) { return ccsid == KWCCSI_APPL ? XCS_NATIVE_CCSID : ccsid; }
 
@@ -71,6 +67,20 @@ KWLONG CheckPropertyDescriptor(const KWPD& pd, uint32_t fn) {
   return KWRC_NONE;
 }
 
+// Takes back the list from a store call. A change that moved nodes (and so
+// changed the bytes in use) or the list leaves the index behind; one that
+// did not (a value rewritten in place, a descriptor field) keeps it.
+void StoreListAfterStore(MsgHandle* handle, const ZRFPAL& pal, uint32_t strucLenBefore) {
+  const bool moved = pal.pProps != handle->pProps ||
+                     (pal.pProps != nullptr && pal.pProps->StrucLen != strucLenBefore);
+  StoreList(handle, pal);
+  if (moved) NoteListChanged(handle);
+}
+
+uint32_t StrucLenOf(const MsgHandle* handle) {
+  return handle->pProps != nullptr ? handle->pProps->StrucLen : 0;
+}
+
 KWPD DefaultPropertyDescriptor() {
   KWPD pd;
   std::memcpy(pd.StrucId, KWPD_STRUC_ID, sizeof pd.StrucId);
@@ -87,11 +97,11 @@ class PropertyCallLock {
  public:
   PropertyCallLock(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, MsgHandleAnchor* anchor,
                    const char* description, uint32_t fn)
-      : thread_(thread) {
+      : thread_(thread != nullptr ? thread : xihGetThread()) {  // looked up once per call
     const bool unassociated = IsUnassociated(hConn);
     xtr_text_detail(kComponent, fn, unassociated ? "Unassociated" : "Associated");
     MsgHandleAnchor* chosen = AnchorFor(hConn, anchor);
-    reason_ = AcquireHandle(thread, hMsg, description, unassociated ? nullptr : chosen,
+    reason_ = AcquireHandle(thread_, hMsg, description, unassociated ? nullptr : chosen,
                             unassociated ? chosen : nullptr, true, ZST_LOCK_THREAD,
                             KWHC_UNUSABLE_HCONN, KWHO_UNUSABLE_HOBJ, 0, &handle_);
   }
@@ -127,13 +137,19 @@ KWLONG SetOnHandle(MsgHandle* handle, KWLONG options, const KWCHARV* name, const
   NameRef ref;
   if (const KWLONG reason = ResolveName(name, &ref); reason != KWRC_NONE) return reason;
   if (valueLength < 0) return KWRC_PROPERTY_TYPE_ERROR;
+  const uint32_t internalType = InternalTypeOf(type);
+  KWLONG reason;
+  if (SetPropertyFast(handle, ref, descriptor, internalType, value,
+                      static_cast<uint32_t>(valueLength), &reason)) {
+    return reason;
+  }
   ZRFPAL pal = ListOf(handle);
-  const KWLONG reason = zrfSetProperty(
-      options, &pal, &handle->MsgDesc, &handle->MsgDescFieldsSet, ref.data, ref.length, ref.ccsid,
-      &descriptor, InternalTypeOf(type), value, static_cast<KWULONG>(valueLength),
-      &handle->Work.Store, static_cast<KWLONG>(handle->ValidationOff), nullptr, nullptr);
-  StoreList(handle, pal);
-  NoteListChanged(handle);
+  const uint32_t before = StrucLenOf(handle);
+  reason = zrfSetProperty(options, &pal, &handle->MsgDesc, &handle->MsgDescFieldsSet, ref.data,
+                          ref.length, ref.ccsid, &descriptor, internalType, value,
+                          static_cast<KWULONG>(valueLength), &handle->Work.Store,
+                          static_cast<KWLONG>(handle->ValidationOff), nullptr, nullptr);
+  StoreListAfterStore(handle, pal, before);
   return reason;
 }
 
@@ -161,11 +177,15 @@ KWLONG InquireOnHandle(MsgHandle* handle, KWIMPO* impo, const KWCHARV* name, KWP
   if ((options & KWIMPO_INQ_PROP_UNDER_CURSOR) == 0) {
     if (const KWLONG reason = ResolveName(name, &ref); reason != KWRC_NONE) return reason;
   }
-  ZRFPAL pal = ListOf(handle);
   ZRFPROPINFO info{};
-  KWLONG reason = zrfGetPropertyWithBrowse(static_cast<KWLONG>(storeOptions), &pal,
-                                           &handle->MsgDesc, &handle->pCursor, ref.data, ref.length,
-                                           ref.ccsid, &handle->Work.Store, &info, nullptr, nullptr);
+  KWLONG reason;
+  const bool browsing = (storeOptions & (ZRF_GET_BROWSE_NEXT | ZRF_GET_UNDER_CURSOR)) != 0;
+  if (browsing || !GetPropertyFast(handle, ref, &info, &reason)) {
+    ZRFPAL pal = ListOf(handle);
+    reason = zrfGetPropertyWithBrowse(static_cast<KWLONG>(storeOptions), &pal, &handle->MsgDesc,
+                                      &handle->pCursor, ref.data, ref.length, ref.ccsid,
+                                      &handle->Work.Store, &info, nullptr, nullptr);
+  }
   if (reason != KWRC_NONE) return reason;
   KWLONG returnedType = KWTYPE_AS_SET;
   reason = CopyPropertyValue(info, impo, requestedType, &returnedType, pd, valueLength, value,
@@ -190,11 +210,11 @@ KWLONG DeleteOnHandle(MsgHandle* handle, KWLONG options, const KWCHARV* name) {
     return reason;
   }
   ZRFPAL pal = ListOf(handle);
+  const uint32_t before = StrucLenOf(handle);
   const KWLONG reason =
       zrfDeleteProperty(options, &pal, &handle->MsgDesc, &handle->MsgDescFieldsSet, ref.data,
                         ref.length, ref.ccsid, &handle->Work.Store, nullptr, nullptr);
-  StoreList(handle, pal);
-  NoteListChanged(handle);
+  StoreListAfterStore(handle, pal, before);
   return reason;
 }
 

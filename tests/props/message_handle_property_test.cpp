@@ -87,6 +87,86 @@ TEST_F(MessageHandlePropertyTest, EveryTypeRoundTrips) {
   EXPECT_EQ(Set(hMsg_, "bad", 3 /* no such type */, &i32, 4), KWRC_PROPERTY_TYPE_ERROR);
 }
 
+// The handle places, replaces and finds nodes through an index of its own;
+// the list must come out byte for byte as the store's calls make it.
+TEST_F(MessageHandlePropertyTest, ListMatchesTheStoresOwn) {
+  hMsg_ = Create(kConn, KWCMHO_DEFAULT_VALIDATION);  // names such as ".x" are fine
+  ZRFPAL ref{};
+  KWMD refDesc = HandleAt(hMsg_)->MsgDesc;
+  KWULONG refFields = 0;
+  ZRFWORKAREA work{};
+  struct Step {
+    const char* name;
+    KWLONG type;  // KWTYPE_NULL with `remove` deletes
+    bool remove;
+  };
+  const Step steps[] = {
+      {"a.b", KWTYPE_INT32, false},     {"c", KWTYPE_STRING, false},
+      {"a.c", KWTYPE_INT8, false},      {"a", KWTYPE_INT64, false},
+      {"a.b.x", KWTYPE_BOOLEAN, false}, {"c.d.e", KWTYPE_FLOAT64, false},
+      {"a.b", KWTYPE_INT16, false},     {"c.d", KWTYPE_NULL, false},
+      {"ab", KWTYPE_STRING, false},     {"a.b", KWTYPE_STRING, false},
+      {".x", KWTYPE_INT32, false},      {".y", KWTYPE_INT32, false},
+      {"t.", KWTYPE_INT32, false},      {"t.u", KWTYPE_INT32, false},
+      {"a.c", KWTYPE_NULL, true},       {"a.c", KWTYPE_BYTE_STRING, false},
+      {"c", KWTYPE_INT8, false},        {"JMSPriority", KWTYPE_INT32, false},
+  };
+  std::vector<std::string> extra;
+  for (int i = 0; i < 150; ++i)
+    extra.push_back("g" + std::to_string(i % 7) + ".n" + std::to_string(i));
+  auto apply = [&](const std::string& name, KWLONG type, bool remove) {
+    const std::vector<uint8_t> value(type == KWTYPE_INT8                              ? 1
+                                     : type == KWTYPE_INT16                           ? 2
+                                     : type == KWTYPE_INT64 || type == KWTYPE_FLOAT64 ? 8
+                                     : type == KWTYPE_NULL                            ? 0
+                                                                                      : 4,
+                                     0x5A);
+    KWLONG cc;
+    KWLONG rc;
+    if (remove) {
+      EXPECT_EQ(DeleteProperty(hMsg_, name), KWRC_NONE) << name;
+      zrfDeleteProperty(0, &ref, &refDesc, &refFields, name.data(),
+                        static_cast<KWULONG>(name.size()), KWCCSI_UTF8, &work, &cc, &rc);
+      return;
+    }
+    ASSERT_EQ(Set(hMsg_, name, type, value.data(), static_cast<KWLONG>(value.size())), KWRC_NONE)
+        << name;
+    const KWLONG byCode[] = {KWTYPE_STRING,  KWTYPE_BOOLEAN, KWTYPE_BYTE_STRING, KWTYPE_INT8,
+                             KWTYPE_INT16,   KWTYPE_INT32,   KWTYPE_INT64,       KWTYPE_FLOAT32,
+                             KWTYPE_FLOAT64, KWTYPE_NULL};
+    uint32_t internal = 0;
+    while (byCode[internal] != type) ++internal;
+    zrfSetProperty(0, &ref, &refDesc, &refFields, name.data(), static_cast<KWULONG>(name.size()),
+                   KWCCSI_UTF8, nullptr, internal, value.data(), static_cast<KWULONG>(value.size()),
+                   &work, 1, &cc, &rc);
+  };
+  for (const Step& s : steps) apply(s.name, s.type, s.remove);
+  for (const std::string& name : extra) apply(name, KWTYPE_INT32, false);
+  // A name in another CCSID goes through the store itself, in between.
+  const char ebcdic[] = "\x87\xF3\x4B\x95\xF1";  // "g3.n1"
+  const int32_t v = 9;
+  ASSERT_EQ(
+      Set(hMsg_, std::string(ebcdic, 5), KWTYPE_INT32, &v, 4, nullptr, kConn, KWCCSI_EBCDIC_US),
+      KWRC_NONE);
+  apply("g3.n1", KWTYPE_INT32, false);
+  for (const std::string& name : extra) apply(name + ".z", KWTYPE_INT16, false);
+
+  const MsgHandle* h = HandleAt(hMsg_);
+  ASSERT_NE(ref.pProps, nullptr);
+  EXPECT_EQ(h->PropsSize, ref.Size);
+  ASSERT_EQ(h->pProps->StrucLen, ref.pProps->StrucLen);
+  EXPECT_EQ(std::memcmp(h->pProps, ref.pProps, ref.pProps->StrucLen), 0);
+  EXPECT_EQ(std::memcmp(&h->MsgDesc, &refDesc, sizeof refDesc), 0);
+  // And every property is found again.
+  for (const std::string& name : extra) {
+    EXPECT_EQ(Inquire(hMsg_, name).reason, KWRC_NONE) << name;
+    EXPECT_EQ(Inquire(hMsg_, name + ".z").type, KWTYPE_INT16) << name;
+  }
+  EXPECT_EQ(Inquire(hMsg_, "g3.n").reason, KWRC_PROPERTY_NOT_AVAILABLE);
+  zrfFreePAL(&ref, 0, nullptr, nullptr);
+  xcsFreeMemFn(work.pBuffer);
+}
+
 TEST_F(MessageHandlePropertyTest, ReplacingKeepsOneProperty) {
   ASSERT_EQ(SetInt32(hMsg_, "a.b", 1), KWRC_NONE);
   ASSERT_EQ(SetString(hMsg_, "a.b", "two"), KWRC_NONE);

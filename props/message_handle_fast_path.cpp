@@ -1,0 +1,221 @@
+// The common set and inquire of a handle through the index of its list:
+// the same checks, the same node at the same place and the same cursor as
+// the store's set (zrfSetProperty) and browsing get
+// (zrfGetPropertyWithBrowse) give, without walking the list. Anything
+// outside the common case (descriptor fields, patterns, browsing on, names
+// to convert, lists that verify themselves or have yet to be made) is left
+// to the store.
+#include <algorithm>
+#include <cstring>
+
+#include "props/descriptor_fields.h"
+#include "props/message_handle.h"
+#include "props/name_parts.h"
+#include "props/property_names.h"
+#include "props/property_store.h"
+#include "zxvxcs2/xcs_memory.h"
+#include "zxvxcs2/xcs_trace.h"
+
+namespace zxv::props {
+namespace {
+
+constexpr uint32_t kProbeCursor = 1;
+constexpr uint32_t kMinCursorCapacity = 256;
+
+// A list the fast paths may work on: usable, with a CCSID of its own, not
+// verifying itself, and a name that needs no conversion into it.
+const ZRFPROPS* FastList(const MsgHandle* handle, const PropertyName& name) {
+  const ZRFPAL pal = ListOf(handle);
+  if (pal.pProps == nullptr || !HeaderUsable(&pal)) return nullptr;
+  const ZRFPROPS* list = pal.pProps;
+  if (list->CCSID == 0 || (list->VersionFlags & ZRFP_FLAG_VERIFY) != 0) return nullptr;
+  if (NeedsConversion(name.ccsid, list->CCSID)) return nullptr;
+  return list;
+}
+
+// The first characters of the names that live in the message descriptor,
+// taken from the descriptor mapping once.
+class DescriptorInitials {
+ public:
+  DescriptorInitials() {
+    for (NameId id = ZRF_NAME_FAMILY_KWMD * 100; id < (ZRF_NAME_FAMILY_PSC + 1) * 100; ++id) {
+      if (FindDescriptorMapping(id) == nullptr) continue;
+      if (const char* text = KnownNameText(id); text != nullptr) {
+        initial_[static_cast<uint8_t>(text[0])] = true;
+      }
+    }
+  }
+  bool Has(uint8_t c) const { return initial_[c]; }
+
+ private:
+  bool initial_[256] = {};
+};
+
+// DescriptorMappingOf, answering at once for the many names of an
+// ASCII-based family whose first character begins no descriptor name.
+const DescriptorMapping* DescriptorMappingFast(const uint8_t* name, uint32_t length,
+                                               uint8_t family) {
+  if (family == ZRF_CCSIDTYPE_ASCII || family == ZRF_CCSIDTYPE_UTF8) {
+    static const DescriptorInitials initials;
+    if (length == 0 || !initials.Has(name[0])) return nullptr;
+  }
+  return DescriptorMappingOf(name, length, family);
+}
+
+bool InsideList(const ZRFPROPS* list, uint32_t size, const void* p, uint32_t length) {
+  if (p == nullptr || length == 0) return false;
+  const uint8_t* begin = ListBytes(list);
+  const auto* q = static_cast<const uint8_t*>(p);
+  return q < begin + size && q + length > begin;
+}
+
+// The cursor keeps a copy of the name returned, as the store's browse does.
+KWLONG RecordInCursor(MsgHandle* handle, const uint8_t* name, uint32_t length, int32_t ccsid,
+                      uint32_t offset) {
+  if (handle->pCursor == nullptr) {
+    void* block = nullptr;
+    if (const xcsRC rc = xcsGetMemFn(sizeof(ZRFCURSOR), &block); rc != xcsRC_OK) {
+      return StorageReason(rc, __FILE__, kProbeCursor);
+    }
+    handle->pCursor = static_cast<ZRFCURSOR*>(block);
+    *handle->pCursor = ZRFCURSOR{};
+  }
+  ZRFCURSOR* cursor = handle->pCursor;
+  if (length > cursor->Capacity) {
+    const uint32_t capacity = std::max(kMinCursorCapacity, 2 * length);
+    void* block = nullptr;
+    if (const xcsRC rc = xcsGetMemFn(capacity, &block); rc != xcsRC_OK) {
+      return StorageReason(rc, __FILE__, kProbeCursor);
+    }
+    xcsFreeMemFn(cursor->pName);
+    cursor->pName = static_cast<uint8_t*>(block);
+    cursor->Capacity = capacity;
+  }
+  std::memcpy(cursor->pName, name, length);
+  cursor->NameLength = length;
+  cursor->NameCCSID = ccsid;
+  cursor->NodeOffset = offset;
+  return KWRC_NONE;
+}
+
+// Writes `spec` at `offset`, in place of a node of `oldLength` bytes there
+// (0: a new node), keeping StrucLen and PropsLen. Nothing changes on
+// failure.
+KWLONG WriteNodeAt(MsgHandle* handle, const NodeSpec& spec, uint32_t offset, uint32_t oldLength,
+                   uint32_t oldPropsLen) {
+  const uint32_t newLength = static_cast<uint32_t>(NodeLengthOf(spec));
+  ZRFPAL pal = ListOf(handle);
+  if (newLength > oldLength) {
+    if (const KWLONG reason = EnsureRoom(&pal, newLength - oldLength); reason != KWRC_NONE) {
+      return reason;
+    }
+    StoreList(handle, pal);
+  }
+  ZRFPROPS* list = pal.pProps;
+  uint8_t* bytes = ListBytes(list);
+  const uint32_t tail = offset + oldLength;
+  std::memmove(bytes + offset + newLength, bytes + tail, list->StrucLen - tail);
+  WriteNode(bytes + offset, spec);
+  list->StrucLen = list->StrucLen - oldLength + newLength;
+  list->PropsLen = list->PropsLen - oldPropsLen + PropsLenOf(spec);
+  return KWRC_NONE;
+}
+
+}  // namespace
+
+bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd, uint32_t type,
+                     const void* value, uint32_t valueLength, KWLONG* reason) {
+  constexpr uint32_t fn = kFnSetMessageProperty;
+  const ZRFPROPS* list = FastList(handle, name);
+  if (list == nullptr) return false;
+  PropertyIndex* index = CurrentIndex(handle);
+  if (index == nullptr) return false;
+  const ZRFPAL pal = ListOf(handle);
+  // NameCcsidOf and NameFamilyOf, on a list known to be usable.
+  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : list->CCSID;
+  const uint8_t family = IndexNameFamily(*index, name.ccsid, &pal);
+
+  // The store's order: the name, then where the value goes, then the value.
+  if (!handle->ValidationOff) {
+    NameId id = ZRF_NAME_NONE;
+    *reason = ValidatePropertyName(name.data, static_cast<KWLONG>(name.length), ccsid, family, &id);
+    if (*reason != KWRC_NONE) return true;
+  }
+  if (DescriptorMappingFast(name.data, name.length, family) != nullptr) return false;
+  if (type > ZRF_TYPE_NULL) {
+    *reason = KWRC_PROPERTY_TYPE_ERROR;
+    return true;
+  }
+  NodeSpec spec;
+  spec.type_flags = type;
+  spec.name = name.data;
+  spec.name_length = name.length;
+  spec.value = static_cast<const uint8_t*>(value);
+  spec.value_length = valueLength;
+  if (type == ZRF_TYPE_NULL) {  // carries no value whatever length came with it
+    spec.value = nullptr;
+    spec.value_length = 0;
+  }
+  *reason = CheckNodeSpec(spec, fn);
+  if (*reason == KWRC_NONE) *reason = ApplyDescriptor(&pd, &spec);
+  if (*reason != KWRC_NONE) return true;
+  spec.value_ccsid = list->CCSID;
+  // Bytes that come from the list itself would move under the copy.
+  if (InsideList(list, pal.Size, spec.name, spec.name_length) ||
+      InsideList(list, pal.Size, spec.value, spec.value_length)) {
+    return false;
+  }
+
+  IndexKeys keys;
+  bool found;
+  uint32_t offset;
+  if (!IndexLocate(*index, list, spec.name, spec.name_length, &keys, &found, &offset)) {
+    return false;
+  }
+  if (found) {
+    NodeView old;
+    if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &old)) return false;
+    *reason = WriteNodeAt(handle, spec, offset, old.length, old.name_length + old.value_length);
+    if (*reason == KWRC_NONE) {
+      IndexNoteResized(handle, offset,
+                       static_cast<int32_t>(NodeLengthOf(spec)) - static_cast<int32_t>(old.length));
+    }
+    return true;
+  }
+  *reason = WriteNodeAt(handle, spec, offset, 0, 0);
+  if (*reason == KWRC_NONE) {
+    IndexNoteInserted(handle, offset, static_cast<uint32_t>(NodeLengthOf(spec)), keys);
+  }
+  return true;
+}
+
+bool GetPropertyFast(MsgHandle* handle, const PropertyName& name, ZRFPROPINFO* info,
+                     KWLONG* reason) {
+  constexpr uint32_t fn = kFnInquireMessageProperty;
+  const ZRFPROPS* list = FastList(handle, name);
+  if (list == nullptr) return false;
+  PropertyIndex* index = CurrentIndex(handle);
+  if (index == nullptr) return false;
+  const ZRFPAL pal = ListOf(handle);
+  // The store reads the name in the family of its CCSID, the list's for 0.
+  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : list->CCSID;
+  if (DescriptorMappingFast(name.data, name.length, IndexNameFamily(*index, ccsid, &pal)) !=
+      nullptr) {
+    return false;
+  }
+  if (EndsWithPercentSign(name.data, name.length, list->CCSIDType)) return false;
+
+  xtr_text_detail(kComponent, fn, "Starting new browse");
+  uint32_t offset;
+  if (!IndexFind(*index, list, name.data, name.length, &offset)) {
+    *reason = KWRC_PROPERTY_NOT_AVAILABLE;
+    return true;
+  }
+  NodeView node;
+  if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &node)) return false;
+  *reason = RecordInCursor(handle, node.name, node.name_length, list->CCSID, offset);
+  if (*reason == KWRC_NONE) FillInfoFromNode(list, node, info);
+  return true;
+}
+
+}  // namespace zxv::props
