@@ -9,6 +9,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "dataconv/converter.h"
 #include "dataconv/single_byte_map.h"
@@ -39,6 +42,46 @@ constexpr size_t kTypeAndLength = 8;
 constexpr size_t kBytesBeforeTable = 1024;
 
 size_t RoundUp4(size_t n) { return (n + 3) & ~static_cast<size_t>(3); }
+
+// Reverses the bytes of each of `count` 32-bit values from in to out (no
+// overlap). Integer lists are most of many messages, so four values go at a
+// time where the machine has 128-bit registers.
+void SwapLongs(const uint8_t* in, uint8_t* out, size_t count) {
+  size_t k = 0;
+#if defined(__SSE2__)
+  for (; k + 4 <= count; k += 4) {
+    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 4 * k));
+    v = _mm_shufflehi_epi16(_mm_shufflelo_epi16(v, 0xB1), 0xB1);   // halves of each value
+    v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));  // bytes of each half
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * k), v);
+  }
+#endif
+  for (; k < count; ++k) {
+    uint32_t v;
+    std::memcpy(&v, in + 4 * k, sizeof v);
+    v = __builtin_bswap32(v);
+    std::memcpy(out + 4 * k, &v, sizeof v);
+  }
+}
+
+// As SwapLongs for 64-bit values.
+void SwapInt64s(const uint8_t* in, uint8_t* out, size_t count) {
+  size_t k = 0;
+#if defined(__SSE2__)
+  for (; k + 2 <= count; k += 2) {
+    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 8 * k));
+    v = _mm_shufflehi_epi16(_mm_shufflelo_epi16(v, 0x1B), 0x1B);   // quarters of each value
+    v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));  // bytes of each quarter
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8 * k), v);
+  }
+#endif
+  for (; k < count; ++k) {
+    uint64_t v;
+    std::memcpy(&v, in + 8 * k, sizeof v);
+    v = __builtin_bswap64(v);
+    std::memcpy(out + 8 * k, &v, sizeof v);
+  }
+}
 
 // Smallest structure length a parameter of `type` may declare; 8 (type and
 // length) for types the converter does not know.
@@ -92,12 +135,6 @@ class PcfConversion {
     if (swap_) v = __builtin_bswap32(v);
     std::memcpy(s_.out + out_ + at, &v, sizeof v);
   }
-  void Copy64(size_t at) {
-    uint64_t v;
-    std::memcpy(&v, s_.in + in_ + at, sizeof v);
-    if (swap_) v = __builtin_bswap64(v);
-    std::memcpy(s_.out + out_ + at, &v, sizeof v);
-  }
   void CopyBytes(size_t at, size_t n) {
     if (n > 0) std::memcpy(s_.out + out_ + at, s_.in + in_ + at, n);
   }
@@ -124,10 +161,11 @@ class PcfConversion {
   int32_t HeaderFieldFailed(uint32_t message, int32_t reason);
   int32_t BadLength(int32_t length);
   int32_t Incomplete(int32_t length);
-  // The output cannot take the current structure: 2079 when truncation is
-  // accepted (the output then ends after the last whole structure), else
-  // 2120.
-  int32_t OutOfRoom();
+  // The output cannot take the current structure: 2120. Even when the get
+  // accepts truncation the walk stops here, so that a fault further on is
+  // still found; the engine then converts the whole message aside and keeps
+  // what fits.
+  int32_t OutOfRoom() const { return KWRC_CONVERTED_MSG_TOO_BIG; }
 
   Step& s_;
   const bool swap_;
@@ -135,7 +173,6 @@ class PcfConversion {
   size_t out_ = 0;  // start of its converted form in step.out
   int64_t to_come_ = 0;
   int32_t index_ = 0;  // position of the current parameter, from 0
-  bool truncated_ = false;
 
   // Table lookups for the CCSID pair of the last string converted.
   int32_t pair_from_ = 0;
@@ -154,12 +191,6 @@ int32_t PcfConversion::BadLength(int32_t length) {
 int32_t PcfConversion::Incomplete(int32_t length) {
   xtr_parms(kComponent, kFnVwbAdmin, "Incomplete PCF header @2. Len=%d Index=%d", length, index_);
   return KWRC_NOT_CONVERTED;
-}
-
-int32_t PcfConversion::OutOfRoom() {
-  if (!s_.accept_truncation) return KWRC_CONVERTED_MSG_TOO_BIG;
-  truncated_ = true;
-  return KWRC_TRUNCATED_MSG_ACCEPTED;
 }
 
 int32_t PcfConversion::Header() {
@@ -215,21 +246,15 @@ int32_t PcfConversion::Run() {
     reason = Parameter();
     ++index_;
   }
-  if (reason == KWRC_NONE) {
-    // Bytes after the last parameter belong to no structure: they go as
-    // they are, as far as they fit.
-    size_t rest = s_.in_length - in_;
-    if (rest > Room()) {
-      reason = OutOfRoom();
-      rest = Room();
-    }
-    CopyBytes(0, rest);
-    out_ += rest;
-  }
-  if (reason != KWRC_NONE && !truncated_) return reason;
+  if (reason != KWRC_NONE) return reason;
+  // Bytes after the last parameter belong to no structure: they go as they
+  // are.
+  const size_t rest = s_.in_length - in_;
+  if (rest > Room()) return OutOfRoom();
+  CopyBytes(0, rest);
   s_.in_used = s_.in_length;
-  s_.out_used = out_;
-  return reason;
+  s_.out_used = out_ + rest;
+  return KWRC_NONE;
 }
 
 int32_t PcfConversion::Parameter() {
@@ -326,21 +351,20 @@ int32_t PcfConversion::Fixed(int32_t type, size_t len) {
       break;
   }
   if (len > Room()) return OutOfRoom();
-  for (size_t at = 0; at < fields; at += 4) Copy32(at);
-  size_t at = fields;
-  if (value_size == sizeof(int64_t)) {
-    if (values == 1) {
-      Copy64(at);
+  if (!swap_) {
+    // The same byte order on both sides: the structure goes as it is.
+    CopyBytes(0, len);
+  } else {
+    for (size_t at = 0; at < fields; at += 4) Copy32(at);
+    if (value_size == sizeof(int64_t)) {
+      SwapInt64s(s_.in + in_ + fields, s_.out + out_ + fields, values);
     } else {
-      ConvertInt64s(s_.source_encoding, s_.target_encoding, s_.in + in_ + at, s_.out + out_ + at,
-                    values);
+      SwapLongs(s_.in + in_ + fields, s_.out + out_ + fields, values);
     }
-  } else if (values > 0) {
-    ConvertLongs(s_.source_encoding, s_.target_encoding, s_.in + in_ + at, s_.out + out_ + at,
-                 values);
+    // Byte strings and padding go as they are.
+    const size_t at = fields + values * value_size;
+    CopyBytes(at, len - at);
   }
-  at += values * value_size;
-  CopyBytes(at, len - at);
   if (type == KWCFT_GROUP) to_come_ += Get32(offsetof(KWCFGR, ParameterCount));
   out_ += len;
   return KWRC_NONE;
@@ -370,10 +394,7 @@ int32_t PcfConversion::ConvertString(int32_t ccsid, const uint8_t* src, size_t n
       table_tried_ = true;
     }
   }
-  if (table_ != nullptr && n <= room && MapBytes(*table_, src, n, dst)) {
-    *used = n;
-    return KWRC_NONE;
-  }
+  if (table_ != nullptr && MapBytes(*table_, src, n, dst, room, used)) return KWRC_NONE;
   size_t written = 0;
   const Outcome result = ConvertChars(from, s_.source_encoding, to, s_.target_encoding, src, n, dst,
                                       room, VXT_CHARS_MESSAGE, &written);
@@ -430,13 +451,15 @@ int32_t PcfConversion::StringList(size_t len) {
 
   // First pass: each string converted right after the one before. When all
   // keep the width, which is the common case, they are already in place.
+  // Strings of no bytes need no conversion, however many the list counts.
+  const size_t n_converted = source_width == 0 ? 0 : n;
   const uint8_t* src = s_.in + in_ + kFixed;
   uint8_t* const dst = s_.out + out_ + kFixed;
   const size_t room = Room() - kFixed;
   size_t packed = 0;
   size_t widest = 0;
   bool same_width = true;
-  for (size_t k = 0; k < n; ++k) {
+  for (size_t k = 0; k < n_converted; ++k) {
     size_t converted = 0;
     const int32_t reason = ConvertString(ccsid, src + k * source_width, source_width, dst + packed,
                                          room - packed, &converted);

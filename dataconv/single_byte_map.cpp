@@ -2,6 +2,7 @@
 #include "dataconv/single_byte_map.h"
 
 #include <atomic>
+#include <cstring>
 
 #include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxzu/zxvxzu_types.h"
@@ -37,20 +38,56 @@ bool IsCharacterOutcome(xcsRC rc) {
 }
 
 // Converts each byte on its own. False when the service failed otherwise.
-bool Fill(int32_t from_ccsid, int32_t to_ccsid, SingleByteMap& map) {
+bool ConvertAlone(int32_t from_ccsid, int32_t to_ccsid, SingleByteMap& map) {
   for (unsigned b = 0; b < 256; ++b) {
     const uint8_t in = static_cast<uint8_t>(b);
-    uint8_t out[4] = {};
+    uint8_t out[2 * SingleByteMap::kMaxOut] = {};
     uint32_t used = 0;
     const xcsRC rc = xcsConvertString(from_ccsid, KWENC_NATIVE, &in, 1, to_ccsid, KWENC_NATIVE, out,
                                       sizeof out, &used);
     if (!IsCharacterOutcome(rc)) return false;
     // A substitution is reported with a code; the service decides how, so
     // such a byte goes through the service each time.
-    const bool alone = rc == xcsRC_OK && used == 1;
-    map.to[b] = alone ? out[0] : 0;
-    map.alone[b] = alone ? 1 : 0;
+    const bool alone = rc == xcsRC_OK && used >= 1 && used <= SingleByteMap::kMaxOut;
+    map.length[b] = alone ? static_cast<uint8_t>(used) : 0;
+    std::memcpy(map.to[b], out, SingleByteMap::kMaxOut);
   }
+  return true;
+}
+
+// True when the service converts the bytes that convert alone, all in one
+// string, to their outputs one after another: a target with shift states
+// (or anything else that looks at neighbours) writes something else.
+bool Concatenates(int32_t from_ccsid, int32_t to_ccsid, const SingleByteMap& map) {
+  uint8_t in[256];
+  uint8_t expected[256 * SingleByteMap::kMaxOut];
+  uint8_t out[256 * SingleByteMap::kMaxOut + 16];
+  size_t n = 0;
+  size_t expected_length = 0;
+  for (unsigned b = 0; b < 256; ++b) {
+    if (map.length[b] == 0) continue;
+    in[n++] = static_cast<uint8_t>(b);
+    std::memcpy(expected + expected_length, map.to[b], map.length[b]);
+    expected_length += map.length[b];
+  }
+  if (n == 0) return true;
+  uint32_t used = 0;
+  const xcsRC rc = xcsConvertString(from_ccsid, KWENC_NATIVE, in, static_cast<uint32_t>(n),
+                                    to_ccsid, KWENC_NATIVE, out, sizeof out, &used);
+  return rc == xcsRC_OK && used == expected_length &&
+         std::memcmp(out, expected, expected_length) == 0;
+}
+
+// False when the service failed for a reason other than a character.
+bool Fill(int32_t from_ccsid, int32_t to_ccsid, SingleByteMap& map) {
+  if (!ConvertAlone(from_ccsid, to_ccsid, map)) return false;
+  if (!Concatenates(from_ccsid, to_ccsid, map)) {
+    // Keep the bytes that give one byte each, if they at least behave.
+    for (uint8_t& length : map.length) length = length == 1 ? 1 : 0;
+    if (!Concatenates(from_ccsid, to_ccsid, map)) std::memset(map.length, 0, sizeof map.length);
+  }
+  map.one_to_one = true;
+  for (uint8_t length : map.length) map.one_to_one = map.one_to_one && length <= 1;
   return true;
 }
 

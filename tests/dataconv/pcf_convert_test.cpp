@@ -272,6 +272,16 @@ TEST_F(PcfConvertTest, BytesAfterTheLastParameterGoAsTheyAre) {
   EXPECT_EQ(Hex(r.data), Hex(expected.bytes()));
 }
 
+TEST_F(PcfConvertTest, ListOfEmptyStringsCostsNothingPerString) {
+  PcfMessage sent(kBigEndian);
+  sent.Header(1).StringList(9, 37, 0, {}).Patch32(36 + 16, 0x7FFFFFFF);
+  PcfMessage expected(kLittleEndian);
+  expected.Header(1).StringList(9, 850, 0, {}).Patch32(36 + 16, 0x7FFFFFFF);
+  const Result r = Convert(sent.bytes(), 273, 37, 546, 850);
+  ASSERT_EQ(r.reason, KWRC_NONE);
+  EXPECT_EQ(Hex(r.data), Hex(expected.bytes()));
+}
+
 TEST_F(PcfConvertTest, ShortHeaderIsRefused) {
   PcfMessage sent(kBigEndian);
   sent.Header(1, 1, 0);
@@ -451,21 +461,26 @@ TEST_F(PcfConvertTest, ThreadsConvertingANewPairAgree) {
   for (const std::string& result : results) EXPECT_EQ(Hex(result), Hex(expected.bytes()));
 }
 
-TEST_F(PcfConvertTest, OutputTooSmallIsRefusedOrTruncatedAtAStructure) {
+TEST_F(PcfConvertTest, OutputTooSmallIsRefusedOrTruncated) {
   PcfMessage sent(kBigEndian);
   sent.Header(1).Integer(1, 1).String(2, 37, Ebcdic("ABCD")).Integer(3, 3);
-  PcfMessage fits(kLittleEndian);
-  fits.Header(1, 1, 3).Integer(1, 1);
-  const size_t room = sent.size() - 1;
+  PcfMessage whole(kLittleEndian);
+  whole.Header(1).Integer(1, 1).String(2, 850, "ABCD").Integer(3, 3);
+  const size_t room = sent.size() - 10;
 
   const Result refused = Convert(sent.bytes(), 273, 37, 546, 850, room);
   EXPECT_EQ(refused.reason, KWRC_CONVERTED_MSG_TOO_BIG);
 
   const Result truncated =
-      Convert(sent.bytes(), 273, 37, 546, 850, fits.size() + 8, KWGMO_ACCEPT_TRUNCATED_MSG);
+      Convert(sent.bytes(), 273, 37, 546, 850, room, KWGMO_ACCEPT_TRUNCATED_MSG);
   EXPECT_EQ(truncated.reason, KWRC_TRUNCATED_MSG_ACCEPTED);
   EXPECT_EQ(truncated.comp_code, KWCC_WARNING);
-  EXPECT_EQ(Hex(truncated.data), Hex(fits.bytes()));
+  EXPECT_EQ(Hex(truncated.data), Hex(whole.bytes().substr(0, room)));
+
+  // A fault after the cut is still found.
+  sent.Raw32(99).Raw32(8).Patch32(32, 4);
+  ExpectRefused(Convert(sent.bytes(), 273, 37, 546, 850, room, KWGMO_ACCEPT_TRUNCATED_MSG),
+                sent.bytes().substr(0, room), KWRC_NOT_CONVERTED);
 }
 
 TEST_F(PcfConvertTest, InvalidEncodingsAreRefused) {

@@ -141,6 +141,9 @@ class PcfMessage {
     return *this;
   }
 
+  // Members that groups appended so far still expect.
+  int64_t pending_members() const { return members_; }
+
   const std::string& bytes() const { return bytes_; }
   size_t size() const { return bytes_.size(); }
 
