@@ -172,6 +172,8 @@ TEST_F(PcfDumpTest, MalformedMessagesAreRefusedWith2119) {
   bad_string.Header(1).String(2, 1208, "\xC3");
   PcfMessage too_many(kLittleEndian);
   too_many.Header(1, 1, 2).Integer(1, 1);
+  PcfMessage empty_strings(kLittleEndian);
+  empty_strings.Header(1).StringList(9, 1208, 0, {}).Patch32(36 + 16, 0x7FFFFFFF);
   struct Case {
     const char* what;
     std::string bytes;
@@ -182,6 +184,7 @@ TEST_F(PcfDumpTest, MalformedMessagesAreRefusedWith2119) {
       {"more parameters counted than present", too_many.bytes()},
       {"an unknown type", unknown.bytes()},
       {"a string that is not UTF-8", bad_string.bytes()},
+      {"more empty strings than the tool prints", empty_strings.bytes()},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -213,10 +216,6 @@ TEST_F(PcfDumpTest, MalformedCommandLinesAreUsageErrors) {
     EXPECT_EQ(Zxvu(args).status, 2);
   }
 }
-
-}  // namespace
-
-namespace {
 
 TEST(PcfDemo, ConvertsAndDumpsTheSendersMessage) {
   const ZxvuResult r = Zxvu({"demo"});

@@ -279,6 +279,11 @@ bool Dump::Parameter(std::vector<Open>& open) {
               len - KWCFSL_STRUC_LENGTH_FIXED) {
         return bad_length();
       }
+      // Nothing in the structure bounds a count of empty strings; the tool
+      // prints no more of them than the structure has bytes.
+      if (width == 0 && static_cast<size_t>(count) > len - KWCFSL_STRUC_LENGTH_FIXED) {
+        return Malformed(fmt::format("{} empty strings are more than the tool prints", count));
+      }
       AppendCcsid(ccsid);
       out_ += ",\"values\":[";
       for (int32_t k = 0; k < count; ++k) {

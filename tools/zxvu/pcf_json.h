@@ -5,7 +5,9 @@
 // platform's conversion service; byte strings are written as lower-case hex.
 // The message is checked as the PCF converter checks it: a header of 36
 // bytes, each parameter's length within the data and consistent with what
-// the structure holds, every type one of the known ones.
+// the structure holds, every type one of the known ones. One limit is the
+// tool's own: a string list of empty strings may count no more of them than
+// its structure has bytes, or a few bytes could ask for gigabytes of output.
 //
 //   PcfJson r = PcfToJson(bytes, 273, 37);
 //   if (r.reason == 0) fmt::print("{}\n", r.json);
