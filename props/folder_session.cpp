@@ -388,6 +388,9 @@ KWLONG FolderSession::Add(const ParsedProperty& property, const NameParts* given
     return KWRC_NONE;
   }
   if (const KWLONG reason = AddThroughStore(property, fn); reason != KWRC_NONE) return reason;
+  // Names converted into another CCSID are not the bytes the set hashed:
+  // from here on only the store knows where names are.
+  if (pal_->pProps->CCSID != ccsid_ || pal_->pProps->CCSIDType != family_) fast_ = false;
   // The node may have gone anywhere: FindLastNode (in AddThroughStore)
   // found the list's last one; every prefix of this name is now known.
   for (uint32_t i = 0; i < parts->count; ++i) RememberPrefix(parts->hashes[i]);

@@ -254,3 +254,26 @@ TEST(FolderParseBigEndianChain, SingleByteFolderBehindBigEndianHeader) {
 
 }  // namespace
 }  // namespace zxv::test
+
+namespace zxv::test {
+namespace {
+
+// Regression: names converted from an EBCDIC folder must not let a later
+// UTF-8 folder append a second node of the same name at the list's end.
+TEST(FolderParseMixedCcsids, LaterFolderReplacesConvertedName) {
+  ZRFPAL pal{};
+  const int64_t blocks = xcsOutstandingBlocks();
+  const std::string message = BuildRfh2({Encode("<usr><a>1</a><b>1</b></usr>", kEbcdicName)},
+                                        kEbcdicName, 546, "KWHRF2  ") +
+                              BuildRfh2({"<usr><a>2</a></usr>"}, kUtf8Name);
+  const ParseRun run = RunParse(message, &pal);
+  ASSERT_EQ(run.reason, 0);
+  const std::vector<Prop> props = ReadProps(pal);
+  ASSERT_EQ(PropNames(pal), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(props[0].value, "2");
+  zrfFreePAL(&pal, 0, nullptr, nullptr);
+  EXPECT_EQ(xcsOutstandingBlocks(), blocks);
+}
+
+}  // namespace
+}  // namespace zxv::test
