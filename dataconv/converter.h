@@ -103,8 +103,6 @@ ConverterFn FindConverter(const char* format);
 // StrucLength are rewritten. Returns 0, 2079 (truncated, accepted), 2119 for
 // a malformed structure, 2120 when out is too small, or a reason of the
 // primitives (2112, 2116, 2190, 2071...).
-// Until pcf_converter.cpp provides it, pcf_slot.cpp supplies a weak stand-in
-// that gives 2119, so the library links either way.
 int32_t vwb_admin(Step& step);
 
 // ---------------------------------------------------------------------------
