@@ -67,7 +67,10 @@ xcsRC SearchExitDirectories(const char* name, void** handle) {
   if (TryDirectory(exits, std::strlen(exits), name, handle, &stop)) return xcsRC_OK;
   if (!stop) {
     char text[kErrorSize];
-    std::snprintf(text, sizeof text, "%s: not found in %s or %s", name, kExitPathVariable, exits);
+    // A long search path may cut the message; the loader error is advisory.
+    const int n =
+        std::snprintf(text, sizeof text, "%s: not found in %s or %s", name, kExitPathVariable, exits);
+    if (n < 0) text[0] = '\0';
     SetError(text);
   }
   return xcsRC_MODULE_NOT_FOUND;
