@@ -42,6 +42,7 @@ void add_names_commands(CLI::App& parent, Action& action);
 void add_topic_commands(CLI::App& parent, Action& action);
 void add_pcf_commands(CLI::App& parent, Action& action);
 void add_convert_command(CLI::App& parent, Action& action);
+void add_props_commands(CLI::App& parent, Action& action);
 void add_demo_command(CLI::App& parent, Action& action);
 
 // Reports a refused input: writes "reason <code>: <why>" as the last line of

@@ -16,7 +16,9 @@
 #include "zxvxcs2/xcs_memory.h"
 #include "zxvxzu/dataconv.h"
 #include "zxvxzu/kwrfh2.h"
+#include "zxvxzu/message_handle.h"
 #include "zxvxzu/names.h"
+#include "zxvxzu/props_header.h"
 #include "zxvxzu/topic.h"
 
 namespace zxv::zxvu {
@@ -322,6 +324,121 @@ void section_pcf(Tour& t) {
            "converted parameters");
 }
 
+// Offset, hex and printable characters, 16 bytes a line.
+void hex_dump(Tour& t, std::string_view bytes) {
+  for (size_t at = 0; at < bytes.size(); at += 16) {
+    const std::string_view line = bytes.substr(at, 16);
+    std::string hex;
+    std::string text;
+    for (const char c : line) {
+      hex += fmt::format("{:02x} ", static_cast<unsigned char>(c));
+      text += c >= 0x20 && c < 0x7F ? c : '.';
+    }
+    t.say(fmt::format("  {:04x}  {:<48} {}", at, hex, text));
+  }
+}
+
+void section_props_header(Tour& t) {
+  t.say("A message handle's properties travel in front of the message data as a KWRFH2 header:");
+  t.say("a fixed part, then folders of markup. jms and mcd names go to their folders, the");
+  t.say("application's names to usr (a dotted name nests), values escaped, types as dt.");
+  MsgHandleAnchor anchor{};
+  const KWHCONN conn = 1;
+  KWCMHO cmho{{'C', 'M', 'H', 'O'}, KWCMHO_VERSION_1, KWCMHO_VALIDATE};
+  KWHMSG a = KWHM_NONE;
+  KWHMSG b = KWHM_NONE;
+  KWLONG cc = 0;
+  KWLONG reason = 0;
+  zstCreateMessageHandle(nullptr, conn, &cmho, &anchor, &a, &cc, &reason);
+  zstCreateMessageHandle(nullptr, conn, &cmho, &anchor, &b, &cc, &reason);
+  const auto set = [&](const std::string& name, KWLONG type, const void* value, KWLONG length,
+                       const KWPD* pd, const std::string& shown) {
+    KWCHARV n{const_cast<char*>(name.data()), 0, 0, static_cast<KWLONG>(name.size()), KWCCSI_UTF8};
+    zstSetMessageProperty(nullptr, conn, a, nullptr, &n, pd, type, length, value, &anchor, &cc,
+                          &reason);
+    t.call(fmt::format("zstSetMessageProperty({}, {})", in_quotes(name), shown),
+           fmt::format("reason {}", reason));
+    t.expect(reason == KWRC_NONE, "property " + name + " set");
+  };
+  const std::string color = "red & <blue>";
+  set("color", KWTYPE_STRING, color.data(), static_cast<KWLONG>(color.size()), nullptr,
+      in_quotes(color));
+  const int32_t qty = 3;
+  set("order.qty", KWTYPE_INT32, &qty, sizeof qty, nullptr, "int32 3");
+  const double price = 9.95;
+  set("order.price", KWTYPE_FLOAT64, &price, sizeof price, nullptr, "float64 9.95");
+  const std::string dst = "queue:///ORDERS";
+  set("jms.Dst", KWTYPE_STRING, dst.data(), static_cast<KWLONG>(dst.size()), nullptr,
+      in_quotes(dst));
+  const KWPD user{{'P', 'D', ' ', ' '},  KWPD_VERSION_1,    KWPD_NONE,
+                  KWPD_SUPPORT_OPTIONAL, KWPD_USER_CONTEXT, KWCOPY_DEFAULT};
+  const int32_t yes = 1;
+  set("vip", KWTYPE_BOOLEAN, &yes, sizeof yes, &user, "boolean true, user context");
+
+  KWMD md{};
+  md.Version = KWMD_VERSION_2;
+  std::string headers(512, '\0');
+  KWULONG length = 0;
+  zstPropertiesToKWRFH2(nullptr, conn, a, nullptr, &md, headers.data(),
+                        static_cast<KWULONG>(headers.size()), &anchor, &length, &cc, &reason);
+  headers.resize(reason == KWRC_NONE ? length : 0);
+  t.call("zstPropertiesToKWRFH2(hMsg, version 2 descriptor)",
+         fmt::format("reason {}, {} bytes of headers, descriptor Format {}", reason, length,
+                     barred(std::string_view(md.Format, KW_FORMAT_LENGTH))));
+  t.expect(reason == KWRC_NONE && std::string_view(md.Format, KW_FORMAT_LENGTH) == "KWHRF2  ",
+           "headers written");
+  hex_dump(t, headers);
+  t.expect(headers.find("<jms><Dst>queue:///ORDERS</Dst></jms>") != std::string::npos &&
+               headers.find("<color>red &amp; &lt;blue></color>") != std::string::npos &&
+               headers.find("<order><qty dt='i4'>3</qty><price dt='r8'>9.95</price></order>") !=
+                   std::string::npos &&
+               headers.find("<vip dt='boolean' context='user'>1</vip>") != std::string::npos,
+           "folder text");
+
+  t.say("Read back into a second handle: every property with its type and descriptor.");
+  std::string data = headers + "order body";
+  zstKWRFH2ToProperties(nullptr, conn, b, &md, data.data(), static_cast<KWULONG>(data.size()), 0,
+                        &anchor, nullptr, nullptr, &cc, &reason);
+  t.call("zstKWRFH2ToProperties(hMsg2, descriptor, data)", fmt::format("reason {}", reason));
+  t.expect(reason == KWRC_NONE, "headers read");
+  KWLONG options = KWIMPO_INQ_FIRST;
+  int count = 0;
+  for (;; options = KWIMPO_INQ_NEXT) {
+    char name[64];
+    char value[64];
+    KWIMPO impo = KWIMPO_DEFAULT_INIT;
+    impo.Options = options;
+    impo.ReturnedName.VSPtr = name;
+    impo.ReturnedName.VSBufSize = sizeof name;
+    KWCHARV all{const_cast<char*>("%"), 0, 0, 1, KWCCSI_UTF8};
+    KWPD pd{};
+    KWLONG type = KWTYPE_AS_SET;
+    KWLONG got = 0;
+    zstInquireMessageProperty(nullptr, conn, b, &impo, &all, &pd, &type, sizeof value, value, &got,
+                              &anchor, &cc, &reason);
+    if (reason != KWRC_NONE) break;
+    ++count;
+    std::string shown;
+    if (type == KWTYPE_STRING) {
+      shown = in_quotes(std::string_view(value, static_cast<size_t>(got)));
+    } else if (type == KWTYPE_INT32 || type == KWTYPE_BOOLEAN) {
+      int32_t v;
+      std::memcpy(&v, value, sizeof v);
+      shown = std::to_string(v);
+    } else if (type == KWTYPE_FLOAT64) {
+      double v;
+      std::memcpy(&v, value, sizeof v);
+      shown = fmt::format("{}", v);
+    }
+    t.call(fmt::format("inquire '%' -> {}", std::string_view(name, impo.ReturnedName.VSLength)),
+           fmt::format("type {} value {}{}", type, shown,
+                       pd.Context == KWPD_USER_CONTEXT ? ", user context" : ""));
+  }
+  t.expect(count == 5, "five properties read back");
+  zstDeleteMessageHandle(nullptr, conn, &a, nullptr, &anchor, &cc, &reason);
+  zstDeleteMessageHandle(nullptr, conn, &b, nullptr, &anchor, &cc, &reason);
+}
+
 struct Section {
   const char* title;
   void (*run)(Tour&);
@@ -334,6 +451,7 @@ constexpr Section kSections[] = {
     {"Topic strings and their escapes", section_topics},
     {"A topic string from an EBCDIC application", section_topic_ebcdic},
     {"A command message from a big-endian EBCDIC sender", section_pcf},
+    {"Message properties in a header and back", section_props_header},
 };
 
 int run_demo() {

@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
   add_topic_commands(app, action);
   add_pcf_commands(app, action);
   add_convert_command(app, action);
+  add_props_commands(app, action);
   add_demo_command(app, action);
 
   try {

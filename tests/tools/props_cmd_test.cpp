@@ -1,0 +1,294 @@
+// `zxvu props encode` and `zxvu props decode`, run as child processes:
+// decode(encode(x)) gives x back in every folder encoding and descriptor
+// version, floats read back exactly, refused inputs end in "reason <code>"
+// and malformed ones are usage errors.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "gtest/gtest.h"
+
+extern char** environ;
+
+namespace {
+
+using nlohmann::json;
+
+struct ZxvuRun {
+  std::string out;
+  std::string err;
+  int status = -1;
+
+  std::string last_err_line() const {
+    std::string line;
+    std::istringstream in(err);
+    for (std::string l; std::getline(in, l);) {
+      if (!l.empty()) line = l;
+    }
+    return line;
+  }
+};
+
+std::string Slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+ZxvuRun Zxvu(std::vector<std::string> args) {
+  char out_path[] = "/tmp/zxvu_props_out_XXXXXX";
+  char err_path[] = "/tmp/zxvu_props_err_XXXXXX";
+  const int out_fd = mkstemp(out_path);
+  const int err_fd = mkstemp(err_path);
+  ZxvuRun r;
+  if (out_fd < 0 || err_fd < 0) {
+    ADD_FAILURE() << "mkstemp failed";
+    return r;
+  }
+  args.insert(args.begin(), ZXVU_PATH);
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, out_fd, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, err_fd, STDERR_FILENO);
+  pid_t pid = 0;
+  const int rc = posix_spawn(&pid, ZXVU_PATH, &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(out_fd);
+  close(err_fd);
+  if (rc == 0) {
+    int wstatus = 0;
+    if (waitpid(pid, &wstatus, 0) == pid && WIFEXITED(wstatus)) r.status = WEXITSTATUS(wstatus);
+  } else {
+    ADD_FAILURE() << "posix_spawn failed: " << rc;
+  }
+  r.out = Slurp(out_path);
+  r.err = Slurp(err_path);
+  unlink(out_path);
+  unlink(err_path);
+  return r;
+}
+
+class PropsCmdTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    for (const std::string& f : files_) unlink(f.c_str());
+  }
+  // A temporary file holding `content`.
+  std::string File(const std::string& content) {
+    char path[] = "/tmp/zxvu_props_in_XXXXXX";
+    const int fd = mkstemp(path);
+    EXPECT_GE(fd, 0);
+    EXPECT_EQ(write(fd, content.data(), content.size()), static_cast<ssize_t>(content.size()));
+    close(fd);
+    files_.emplace_back(path);
+    return path;
+  }
+  // encode x with `encode_args`, then decode the result with `decode_args`.
+  json RoundTrip(const json& x, std::vector<std::string> encode_args,
+                 std::vector<std::string> decode_args, const std::string& body = "") {
+    std::vector<std::string> e = {"props", "encode"};
+    e.insert(e.end(), encode_args.begin(), encode_args.end());
+    e.push_back(File(x.dump()));
+    if (!body.empty()) e.push_back(File(body));
+    const ZxvuRun encoded = Zxvu(e);
+    EXPECT_EQ(encoded.status, 0) << encoded.err;
+    encoded_ = encoded.out;
+    std::vector<std::string> d = {"props", "decode"};
+    d.insert(d.end(), decode_args.begin(), decode_args.end());
+    d.push_back(File(encoded.out));
+    const ZxvuRun decoded = Zxvu(d);
+    EXPECT_EQ(decoded.status, 0) << decoded.err;
+    const json out = json::parse(decoded.out, nullptr, false);
+    EXPECT_FALSE(out.is_discarded()) << decoded.out;
+    return out;
+  }
+  static json WithoutOffset(json j) {
+    j.erase("body_offset");
+    return j;
+  }
+
+  std::vector<std::string> files_;
+  std::string encoded_;
+};
+
+const json kEveryType = json::parse(R"({
+  "properties": [
+    {"name": "jms.Dst", "type": "string", "value": "queue:///Q1"},
+    {"name": "mcd.Msd", "type": "string", "value": "jms_text"},
+    {"name": "color", "type": "string", "value": "a < b & c > 'd' \"e\" caf\u00e9"},
+    {"name": "flag", "type": "boolean", "value": true},
+    {"name": "blob", "type": "bytes", "value": "00ff10ab"},
+    {"name": "small", "type": "int8", "value": -128},
+    {"name": "half", "type": "int16", "value": 32767},
+    {"name": "whole", "type": "int32", "value": -2147483648},
+    {"name": "big", "type": "int64", "value": 9223372036854775807},
+    {"name": "tenth", "type": "float32", "value": 0.1},
+    {"name": "third", "type": "float64", "value": 0.3333333333333333},
+    {"name": "tiny", "type": "float32", "value": 1e-45},
+    {"name": "nan", "type": "float64", "value": "NaN"},
+    {"name": "inf", "type": "float32", "value": "-INF"},
+    {"name": "nothing", "type": "null", "value": null},
+    {"name": "order.line.qty", "type": "int32", "value": 3},
+    {"name": "mine", "type": "string", "value": "x", "context": "user"},
+    {"name": "needed", "type": "int32", "value": 1, "support": 1048576},
+    {"name": "everywhere", "type": "int16", "value": 2, "copy": 1}
+  ]
+})");
+
+std::vector<std::string> Names(const json& j) {
+  std::vector<std::string> names;
+  for (const json& p : j["properties"]) names.push_back(p["name"]);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Properties in name order: decode lists them in the order the header
+// gives, which groups them by folder.
+json Sorted(json j) {
+  std::sort(j["properties"].begin(), j["properties"].end(),
+            [](const json& a, const json& b) { return a["name"] < b["name"]; });
+  return j;
+}
+
+TEST_F(PropsCmdTest, DecodeOfEncodeGivesBackEveryType) {
+  const json out = RoundTrip(kEveryType, {}, {}, "the body");
+  EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(kEveryType));
+  EXPECT_EQ(out["body_offset"].get<size_t>(), encoded_.size() - 8);
+  EXPECT_EQ(encoded_.substr(0, 4), "RFH ");
+  EXPECT_EQ(encoded_.substr(encoded_.size() - 8), "the body");
+}
+
+TEST_F(PropsCmdTest, EveryFolderEncoding) {
+  for (const char* ccsid : {"819", "500", "1200", "13488", "1208"}) {
+    json x = kEveryType;
+    x["properties"].erase(2);  // é is in every one of them, but keep the table plain
+    const json out = RoundTrip(x, {"--nv-ccsid", ccsid}, {});
+    EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(x)) << ccsid;
+  }
+}
+
+TEST_F(PropsCmdTest, FloatsArePrintedShortAndExact) {
+  const json x = json::parse(R"({"properties": [
+      {"name": "a", "type": "float32", "value": 0.1},
+      {"name": "b", "type": "float64", "value": 0.1},
+      {"name": "c", "type": "float32", "value": 16777217}]})");
+  RoundTrip(x, {}, {});
+  const ZxvuRun r = Zxvu({"props", "decode", File(encoded_)});
+  EXPECT_NE(r.out.find(R"("name":"a","type":"float32","value":0.1})"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find(R"("name":"b","type":"float64","value":0.1})"), std::string::npos);
+  EXPECT_NE(r.out.find(R"("name":"c","type":"float32","value":16777216})"), std::string::npos)
+      << "the float32 nearest 16777217";
+}
+
+TEST_F(PropsCmdTest, DescriptorVersionTwoCarriesTheDescriptorFields) {
+  json x = kEveryType;
+  x["descriptor"] = json::parse(R"({"Format": "MYFMT", "Priority": 4, "MsgSeqNumber": 3,
+      "CorrelId": "0102030405060708090a0b0c0d0e0f101112131415161718", "ReplyToQ": "REPLY.Q"})");
+  const json out = RoundTrip(x, {"--md-version", "2"}, {"--md"}, "body");
+  EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(x));
+  EXPECT_EQ(out["body_offset"].get<size_t>(), encoded_.size() - 4);
+  int32_t version = 0;
+  std::memcpy(&version, encoded_.data() + 4, 4);
+  EXPECT_EQ(version, 2);
+  EXPECT_EQ(encoded_.substr(32, 8), "KWHRF2  ");
+  EXPECT_EQ(encoded_.substr(364, 4), "RFH ");
+}
+
+TEST_F(PropsCmdTest, DescriptorVersionOnePutsGroupFieldsInAnExtension) {
+  json x = kEveryType;
+  x["descriptor"] = json::parse(R"({"MsgSeqNumber": 2, "Priority": 1})");
+  const json out = RoundTrip(x, {"--md-version", "1"}, {"--md"});
+  EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(x));
+  EXPECT_EQ(encoded_.substr(32, 8), "KWHMDE  ");
+  EXPECT_EQ(encoded_.substr(324, 4), "MDE ");
+  EXPECT_EQ(encoded_.substr(324 + 72, 4), "RFH ");
+}
+
+TEST_F(PropsCmdTest, DescriptorNamesLandInTheDescriptor) {
+  const json x = json::parse(R"({"properties": [
+      {"name": "jms.Pri", "type": "int32", "value": 6},
+      {"name": "color", "type": "string", "value": "red"}]})");
+  const json out = RoundTrip(x, {"--md-version", "2"}, {"--md"});
+  EXPECT_EQ(Names(out), std::vector<std::string>{"color"});
+  EXPECT_EQ(out["descriptor"], json::parse(R"({"Priority": 6})"));
+}
+
+TEST_F(PropsCmdTest, NoPropertiesNoHeader) {
+  const json out = RoundTrip(json::parse(R"({"properties": []})"), {}, {}, "just body");
+  EXPECT_EQ(encoded_, "just body");
+  EXPECT_EQ(out["properties"], json::array());
+  EXPECT_EQ(out["body_offset"], 0);
+}
+
+TEST_F(PropsCmdTest, DecodeReadsHeadersInFrontOfOtherHeadersAndOptions) {
+  // A big-endian UCS-2 header, told through the options.
+  const json x = json::parse(R"({"properties": [{"name": "n", "type": "int32", "value": 5}],
+      "descriptor": {"Encoding": 273}})");
+  RoundTrip(x, {"--md-version", "2", "--nv-ccsid", "1200"}, {"--md"});
+  const std::string data = encoded_.substr(364);
+  const ZxvuRun r = Zxvu({"props", "decode", "--encoding", "273", "--ccsid", "1208", "--format",
+                          "KWHRF2", File(data)});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const json out = json::parse(r.out);
+  EXPECT_EQ(out["properties"], x["properties"]);
+  EXPECT_EQ(out["descriptor"], x["descriptor"]);
+}
+
+TEST_F(PropsCmdTest, RefusedInputsEndWithTheReason) {
+  const ZxvuRun name = Zxvu(
+      {"props", "encode", File(R"({"properties":[{"name":"AND","type":"int32","value":1}]})")});
+  EXPECT_EQ(name.status, 1);
+  EXPECT_EQ(name.last_err_line().rfind("reason 2442", 0), 0u) << name.err;
+
+  std::string header =
+      Zxvu({"props", "encode", File(R"({"properties":[{"name":"a","type":"int32","value":1}]})")})
+          .out;
+  header[0] = 'X';  // StrucId
+  const ZxvuRun bad = Zxvu({"props", "decode", File(header)});
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_EQ(bad.last_err_line().rfind("reason 2142", 0), 0u) << bad.err;
+
+  header[0] = 'R';
+  header[40] = '?';  // inside the folder's start tag: "<usr>" becomes "<us?>" ... then mismatched
+  header[header.find("</usr>") + 2] = 'x';
+  const ZxvuRun folder = Zxvu({"props", "decode", File(header)});
+  EXPECT_EQ(folder.status, 1);
+  EXPECT_EQ(folder.last_err_line().rfind("reason 2421", 0), 0u) << folder.err;
+}
+
+TEST_F(PropsCmdTest, MalformedInputsAreUsageErrors) {
+  const char* cases[] = {
+      "not json",
+      R"([1, 2])",
+      R"({"properties": [{"name": "a", "type": "int33", "value": 1}]})",
+      R"({"properties": [{"name": "a", "type": "int8", "value": 300}]})",
+      R"({"properties": [{"name": "a", "type": "bytes", "value": "abc"}]})",
+      R"({"properties": [{"name": "a", "type": "boolean", "value": 1}]})",
+      R"({"properties": [{"type": "string", "value": "x"}]})",
+      R"({"properties": [], "extra": 1})",
+      R"({"properties": [], "descriptor": {"Priority": 1}})",
+      R"({"properties": [{"name": "jms.Pri", "type": "int32", "value": 1}]})",
+  };
+  for (const char* c : cases) {
+    const ZxvuRun r = Zxvu({"props", "encode", File(c)});
+    EXPECT_EQ(r.status, 2) << c << "\n" << r.err;
+  }
+  EXPECT_EQ(Zxvu({"props", "decode"}).status, 2);
+  EXPECT_EQ(Zxvu({"props", "encode", "--md-version", "3", File("{}")}).status, 2);
+  EXPECT_EQ(Zxvu({"props", "decode", "--md", File("short")}).status, 2);
+}
+
+}  // namespace
