@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dataconv/pcf_message_builder.h"
+#include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxcs2/xcs_message.h"
 #include "zxvxcs2/xcs_trace.h"
 #include "zxvxzu/dataconv.h"
@@ -433,6 +434,33 @@ TEST_F(PcfConvertTest, ManyStringsConvertAsFewDo) {
 
   sent.String(999, 37, "\xC1\x04");
   ExpectRefused(Convert(sent.bytes(), 273, 37, 546, 850), sent.bytes(), KWRC_NOT_CONVERTED);
+}
+
+// CCSID 939 writes a two-byte character between shift-out and shift-in, so
+// two of them in a row are not the two written alone one after the other.
+// The platform's conversion of each whole string is what must come out,
+// table or not.
+TEST_F(PcfConvertTest, ShiftedTargetsConvertWholeStrings) {
+  const std::vector<std::string> texts = {std::string(40, 'A') + "PAYROLL.QUEUE", "\x9E\x9E",
+                                          "x\x9E" + std::string(30, 'y') + "\x9E"};
+  PcfMessage sent(kLittleEndian);
+  PcfMessage expected(kLittleEndian);
+  sent.Header(1);
+  expected.Header(1);
+  for (int round = 0; round < 30; ++round) {
+    for (const std::string& text : texts) {
+      char out[256];
+      uint32_t used = 0;
+      ASSERT_EQ(xcsConvertString(850, 546, text.data(), static_cast<uint32_t>(text.size()), 939,
+                                 546, out, sizeof out, &used),
+                xcsRC_OK);
+      sent.String(round, 850, text);
+      expected.String(round, 939, std::string(out, used));
+    }
+  }
+  const Result r = Convert(sent.bytes(), 546, 850, 546, 939);
+  ASSERT_EQ(r.reason, KWRC_NONE);
+  EXPECT_EQ(Hex(r.data), Hex(expected.bytes()));
 }
 
 TEST_F(PcfConvertTest, ThreadsConvertingANewPairAgree) {
