@@ -23,6 +23,7 @@ KWCHARV NameOf(const std::string& name) {
   return KWCHARV{const_cast<char*>(name.data()), 0, 0, static_cast<KWLONG>(name.size()),
                  KWCCSI_UTF8};
 }
+KWCHARV NameOf(std::string&& name) = delete;  // would dangle
 
 KWLONG SetInt(MsgHandleAnchor* anchor, KWHMSG hMsg, const std::string& name, int32_t v) {
   const KWCHARV n = NameOf(name);
@@ -91,7 +92,8 @@ TEST_F(MessageHandleStress, ThreadsWithTheirOwnHandles) {
             ++failures;
           }
         }
-        const KWCHARV n = NameOf("t.p3");
+        const std::string third = "t.p3";
+        const KWCHARV n = NameOf(third);
         if (zstDeleteMessageProperty(nullptr, kUnassoc, hMsg, nullptr, &n, &anchor_, &cc, &rc) !=
             KWRC_NONE) {
           ++failures;

@@ -22,9 +22,15 @@ namespace zxv::test {
 inline constexpr KWHCONN kConn = 7;  // some connection
 inline constexpr KWHCONN kUnassoc = KWHC_UNASSOCIATED_HCONN;
 
+// A name descriptor for bytes that outlive it: a string literal or a named
+// string (a temporary string would leave it dangling).
 inline KWCHARV NameOf(const std::string& name, KWLONG ccsid = KWCCSI_UTF8) {
   return KWCHARV{const_cast<char*>(name.data()), 0, 0, static_cast<KWLONG>(name.size()), ccsid};
 }
+inline KWCHARV NameOf(const char* name, KWLONG ccsid = KWCCSI_UTF8) {
+  return KWCHARV{const_cast<char*>(name), 0, 0, static_cast<KWLONG>(std::strlen(name)), ccsid};
+}
+KWCHARV NameOf(std::string&& name, KWLONG ccsid = KWCCSI_UTF8) = delete;
 
 inline MsgHandle* HandleAt(KWHMSG hMsg) { return zxv::props::HandleOf(hMsg); }
 
