@@ -5,6 +5,7 @@
 // where, and the text of each type, are set out in
 // include/zxvxzu/props_header.h.
 #include <cstring>
+#include <string_view>
 
 #include "props/folder_parser.h"
 #include "props/props_writer.h"
@@ -33,12 +34,16 @@ constexpr uint32_t kBucketCount = 2 * kFolderCount;  // compatible, then not
 
 // Leaf names of the jms folder that the parser reads as numbers when they
 // have no dt.
-constexpr const char* kJmsInt32Leaves[] = {"Dlv", "Pri", "Seq"};
-constexpr const char* kJmsInt64Leaves[] = {"Exp", "Tms"};
+constexpr std::string_view kJmsInt32Leaves[] = {"Dlv", "Pri", "Seq"};
+constexpr std::string_view kJmsInt64Leaves[] = {"Exp", "Tms"};
+
+// Nodes whose placement the first pass keeps, so that each folder's pass
+// visits only its own nodes; longer lists are walked once per folder.
+constexpr uint32_t kSlotCache = 512;
 
 struct CopyWord {
   uint32_t bit;
-  const char* word;
+  std::string_view word;
 };
 constexpr CopyWord kCopyWords[] = {{KWCOPY_ALL, "all"},
                                    {KWCOPY_FORWARD, "forward"},
@@ -71,8 +76,8 @@ bool IsTextNode(uint32_t typeFlags) {
 }
 
 template <typename T>
-bool IsWordIn(const uint8_t* text, uint32_t bytes, const char* word) {
-  const size_t n = std::strlen(word);
+bool IsWordIn(const uint8_t* text, uint32_t bytes, std::string_view word) {
+  const size_t n = word.size();
   if (bytes != n * T::kUnitBytes) return false;
   for (size_t i = 0; i < n; ++i) {
     if (T::Load(text + i * T::kUnitBytes) != T::Char(word[i])) return false;
@@ -81,14 +86,44 @@ bool IsWordIn(const uint8_t* text, uint32_t bytes, const char* word) {
 }
 
 template <typename T, size_t N>
-bool IsOneOf(const uint8_t* text, uint32_t bytes, const char* const (&words)[N]) {
-  for (const char* w : words) {
+bool IsOneOf(const uint8_t* text, uint32_t bytes, const std::string_view (&words)[N]) {
+  for (const std::string_view w : words) {
     if (IsWordIn<T>(text, bytes, w)) return true;
   }
   return false;
 }
 
-// Writes the folders of family T into the output buffer.
+// Copies a few bytes without a call for the short runs that markup is made
+// of.
+inline uint8_t* CopyBytes(uint8_t* to, const uint8_t* from, uint32_t n) {
+  if (n <= 16) {
+    if (n >= 8) {
+      uint64_t a;
+      uint64_t b;
+      std::memcpy(&a, from, 8);
+      std::memcpy(&b, from + n - 8, 8);
+      std::memcpy(to, &a, 8);
+      std::memcpy(to + n - 8, &b, 8);
+    } else if (n >= 4) {
+      uint32_t a;
+      uint32_t b;
+      std::memcpy(&a, from, 4);
+      std::memcpy(&b, from + n - 4, 4);
+      std::memcpy(to, &a, 4);
+      std::memcpy(to + n - 4, &b, 4);
+    } else {
+      for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
+    }
+    return to + n;
+  }
+  std::memcpy(to, from, n);
+  return to + n;
+}
+
+// Writes the folders of family T into the output buffer. The writing
+// helpers take and return the write position, which stays in a register:
+// a member pointer would be reloaded after every byte written, since the
+// bytes may alias anything.
 template <typename T>
 class FolderWriter {
   static constexpr uint32_t kStep = T::kUnitBytes;
@@ -106,55 +141,64 @@ class FolderWriter {
   FolderWriter(const FolderWriter&) = delete;
   FolderWriter& operator=(const FolderWriter&) = delete;
 
-  // Writes one folder (its NameValueLength and padded text) holding, in
-  // list order, the nodes for which select(node, &placement) is true.
-  // *count receives how many were written.
-  template <typename Select>
-  KWLONG WriteFolder(FolderId folder, Select&& select, uint32_t* count);
+  // Writes one folder (its NameValueLength and padded text) holding the
+  // nodes that forEach(visit) hands to visit(node, placement), in list
+  // order; forEach returns false when the list cannot be walked. *count
+  // receives how many were written.
+  template <typename ForEach>
+  KWLONG WriteFolder(FolderId folder, ForEach&& forEach, uint32_t* count);
 
  private:
-  uint8_t* At() { return out_->pBuffer + out_->Length; }
-  void Put(char c) {
-    T::Store(At(), T::Char(c));
-    out_->Length += kStep;
+  static uint8_t* Put(uint8_t* p, char c) {
+    T::Store(p, T::Char(c));
+    return p + kStep;
   }
-  void PutAscii(const char* s, uint32_t n) {
+  static uint8_t* PutAscii(uint8_t* p, const char* s, uint32_t n) {
     if constexpr (kAsciiUnits) {
-      std::memcpy(At(), s, n);
-      out_->Length += n;
+      return CopyBytes(p, reinterpret_cast<const uint8_t*>(s), n);
     } else {
-      for (uint32_t i = 0; i < n; ++i) Put(s[i]);
+      for (uint32_t i = 0; i < n; ++i) p = Put(p, s[i]);
+      return p;
     }
   }
-  void PutAscii(const char* s) { PutAscii(s, static_cast<uint32_t>(std::strlen(s))); }
-  void PutRaw(const uint8_t* p, uint32_t n) {
-    if (n == 0) return;
-    std::memcpy(At(), p, n);
-    out_->Length += n;
+  static uint8_t* PutAscii(uint8_t* p, std::string_view s) {
+    return PutAscii(p, s.data(), static_cast<uint32_t>(s.size()));
   }
-  void PutEscaped(const uint8_t* p, uint32_t n) {
-    if (n != 0) escape_->expand(p, n, out_->pBuffer, &out_->Length);
+  uint8_t* PutEscaped(uint8_t* p, const uint8_t* text, uint32_t n) const {
+    uint32_t used = 0;
+    if (n != 0) escape_->expand(text, n, p, &used);
+    return p + used;
   }
   // An attribute value in apostrophes: "'" as &apos; besides the family's
   // escapes.
-  void PutEscapedAttribute(const uint8_t* p, uint32_t n);
-  void PutHex(const uint8_t* p, uint32_t n);
-  void PutTag(bool close, const uint8_t* name, uint32_t n) {
-    Put('<');
-    if (close) Put('/');
-    PutRaw(name, n);
-    Put('>');
+  uint8_t* PutEscapedAttribute(uint8_t* p, const uint8_t* text, uint32_t n) const;
+  static uint8_t* PutHex(uint8_t* p, const uint8_t* bytes, uint32_t n);
+  static uint8_t* PutTag(uint8_t* p, bool close, const uint8_t* name, uint32_t n) {
+    p = Put(p, '<');
+    if (close) p = Put(p, '/');
+    p = CopyBytes(p, name, n);
+    return Put(p, '>');
   }
 
-  KWLONG Reserve(uint64_t more) { return ReserveOut(out_, more, __FILE__, kProbeOut); }
+  uint8_t* Cursor() const { return out_->pBuffer + out_->Length; }
+  void Done(const uint8_t* p) { out_->Length = static_cast<KWULONG>(p - out_->pBuffer); }
+  KWLONG Reserve(uint64_t more) {
+    if (uint64_t{out_->Length} + more <= out_->Size) return KWRC_NONE;
+    return ReserveOut(out_, more, __FILE__, kProbeOut);
+  }
 
   KWLONG NameOf(const NodeView& node, const uint8_t** name, uint32_t* length);
   KWLONG WriteElement(const NodeView& node, const Placement& placement, FolderId folder);
-  void WriteAttributes(const NodeView& node, FolderId folder, bool nested, const uint8_t* leaf,
-                       uint32_t leafBytes);
-  KWLONG OpenGroups(const uint8_t* name, uint32_t groupsEnd, uint32_t* depth);
-  void CloseGroupsFrom(uint32_t keep);
+  uint8_t* WriteAttributes(uint8_t* p, const NodeView& node, FolderId folder, bool nested,
+                           const uint8_t* leaf, uint32_t leafBytes) const;
+  KWLONG OpenGroups(uint8_t** p, const uint8_t* name, uint32_t groupsEnd, uint32_t* depth);
+  uint8_t* CloseGroupsFrom(uint8_t* p, uint32_t keep);
   uint64_t OpenGroupBytes() const { return groups_.Length; }
+
+  // The position of the last (or first) full stop in name[from, length),
+  // or `length` (`from`) when there is none.
+  static uint32_t LastStop(const uint8_t* name, uint32_t from, uint32_t length);
+  static uint32_t FirstStop(const uint8_t* name, uint32_t length);
 
   const Source& source_;
   const Target& target_;
@@ -172,33 +216,42 @@ class FolderWriter {
 };
 
 template <typename T>
-void FolderWriter<T>::PutEscapedAttribute(const uint8_t* p, uint32_t n) {
+uint8_t* FolderWriter<T>::PutEscapedAttribute(uint8_t* p, const uint8_t* text, uint32_t n) const {
   uint32_t start = 0;
   for (uint32_t at = 0; at + kStep <= n; at += kStep) {
-    if (T::Load(p + at) != T::Char('\'')) continue;
-    PutEscaped(p + start, at - start);
-    PutAscii("&apos;");
+    if (T::Load(text + at) != T::Char('\'')) continue;
+    p = PutEscaped(p, text + start, at - start);
+    p = PutAscii(p, "&apos;");
     start = at + kStep;
   }
-  PutEscaped(p + start, n - start);
+  return PutEscaped(p, text + start, n - start);
 }
 
 template <typename T>
-void FolderWriter<T>::PutHex(const uint8_t* p, uint32_t n) {
+uint8_t* FolderWriter<T>::PutHex(uint8_t* p, const uint8_t* bytes, uint32_t n) {
   static constexpr char kDigits[] = "0123456789abcdef";
-  if constexpr (kAsciiUnits) {
-    uint8_t* at = At();
-    for (uint32_t i = 0; i < n; ++i) {
-      *at++ = static_cast<uint8_t>(kDigits[p[i] >> 4]);
-      *at++ = static_cast<uint8_t>(kDigits[p[i] & 0xF]);
-    }
-    out_->Length += 2 * n;
-  } else {
-    for (uint32_t i = 0; i < n; ++i) {
-      Put(kDigits[p[i] >> 4]);
-      Put(kDigits[p[i] & 0xF]);
-    }
+  for (uint32_t i = 0; i < n; ++i) {
+    p = Put(p, kDigits[bytes[i] >> 4]);
+    p = Put(p, kDigits[bytes[i] & 0xF]);
   }
+  return p;
+}
+
+// Names are short: a plain loop beats a library call.
+template <typename T>
+uint32_t FolderWriter<T>::LastStop(const uint8_t* name, uint32_t from, uint32_t length) {
+  for (uint32_t at = length; at >= from + kStep; at -= kStep) {
+    if (T::Load(name + at - kStep) == T::Char('.')) return at - kStep;
+  }
+  return length;
+}
+
+template <typename T>
+uint32_t FolderWriter<T>::FirstStop(const uint8_t* name, uint32_t length) {
+  for (uint32_t at = 0; at + kStep <= length; at += kStep) {
+    if (T::Load(name + at) == T::Char('.')) return at;
+  }
+  return length;
 }
 
 template <typename T>
@@ -213,21 +266,22 @@ KWLONG FolderWriter<T>::NameOf(const NodeView& node, const uint8_t** name, uint3
 }
 
 template <typename T>
-void FolderWriter<T>::CloseGroupsFrom(uint32_t keep) {
+uint8_t* FolderWriter<T>::CloseGroupsFrom(uint8_t* p, uint32_t keep) {
   while (open_ > keep) {
     --open_;
     const uint32_t begin = open_ == 0 ? 0 : group_end_[open_ - 1];
-    PutTag(true, groups_.pBuffer + begin, group_end_[open_] - begin);
+    p = PutTag(p, true, groups_.pBuffer + begin, group_end_[open_] - begin);
   }
   groups_.Length = open_ == 0 ? 0 : group_end_[open_ - 1];
+  return p;
 }
 
-// Opens the groups of `name` (the parts in [0, groupsEnd), set apart by full
-// stops) that are not open yet, after closing the open ones it does not
+// Opens the groups of `name` (the parts in [0, groupsEnd), each ended by a
+// full stop) that are not open yet, after closing the open ones it does not
 // share. *depth receives the number of groups.
 template <typename T>
-KWLONG FolderWriter<T>::OpenGroups(const uint8_t* name, uint32_t groupsEnd, uint32_t* depth) {
-  // The groups as [start, end) pairs.
+KWLONG FolderWriter<T>::OpenGroups(uint8_t** p, const uint8_t* name, uint32_t groupsEnd,
+                                   uint32_t* depth) {
   uint32_t starts[kMaxNestedParts + 1];
   uint32_t ends[kMaxNestedParts + 1];
   uint32_t n = 0;
@@ -249,7 +303,7 @@ KWLONG FolderWriter<T>::OpenGroups(const uint8_t* name, uint32_t groupsEnd, uint
     }
     ++shared;
   }
-  CloseGroupsFrom(shared);
+  *p = CloseGroupsFrom(*p, shared);
   for (uint32_t g = shared; g < n; ++g) {
     const uint32_t bytes = ends[g] - starts[g];
     if (const KWLONG reason = ReserveOut(&groups_, bytes, __FILE__, kProbeGroups);
@@ -259,60 +313,62 @@ KWLONG FolderWriter<T>::OpenGroups(const uint8_t* name, uint32_t groupsEnd, uint
     std::memcpy(groups_.pBuffer + groups_.Length, name + starts[g], bytes);
     groups_.Length += bytes;
     group_end_[open_++] = groups_.Length;
-    PutTag(false, name + starts[g], bytes);
+    *p = PutTag(*p, false, name + starts[g], bytes);
   }
   *depth = n;
   return KWRC_NONE;
 }
 
 template <typename T>
-void FolderWriter<T>::WriteAttributes(const NodeView& node, FolderId folder, bool nested,
-                                      const uint8_t* leaf, uint32_t leafBytes) {
+uint8_t* FolderWriter<T>::WriteAttributes(uint8_t* p, const NodeView& node, FolderId folder,
+                                          bool nested, const uint8_t* leaf,
+                                          uint32_t leafBytes) const {
   const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
   const bool jmsLeaf = folder == FolderId::kJms && !nested;
   if (code == ZRF_TYPE_NULL) {
-    PutAscii(" xsi:nil='true'");
+    p = PutAscii(p, " xsi:nil='true'");
   } else if (IsTextNode(node.type_flags) && code == ZRF_TYPE_STRING) {
     if (jmsLeaf && (IsOneOf<T>(leaf, leafBytes, kJmsInt32Leaves) ||
                     IsOneOf<T>(leaf, leafBytes, kJmsInt64Leaves))) {
-      PutAscii(" dt='string'");
+      p = PutAscii(p, " dt='string'");
     }
   } else {
     const bool implied =
         jmsLeaf && (node.type_flags & ZRF_FLAG_STRING_FORM) == 0 &&
         ((code == ZRF_TYPE_INT32 && IsOneOf<T>(leaf, leafBytes, kJmsInt32Leaves)) ||
          (code == ZRF_TYPE_INT64 && IsOneOf<T>(leaf, leafBytes, kJmsInt64Leaves)));
-    if (const char* dt = DtOf(code); dt != nullptr && !implied) {
-      PutAscii(" dt='");
-      PutAscii(dt);
-      Put('\'');
+    if (const std::string_view dt = DtOf(code); !dt.empty() && !implied) {
+      p = PutAscii(p, " dt='");
+      p = PutAscii(p, dt);
+      p = Put(p, '\'');
     }
   }
-  if ((node.type_flags & ZRF_FLAG_USER_CONTEXT) != 0) PutAscii(" context='user'");
+  if ((node.type_flags & ZRF_FLAG_USER_CONTEXT) != 0) p = PutAscii(p, " context='user'");
   if (node.support != KWPD_SUPPORT_OPTIONAL) {
     static constexpr char kDigits[] = "0123456789abcdef";
-    PutAscii(" support='");
+    p = PutAscii(p, " support='");
     for (uint32_t i = 0; i < kSupportDigits; ++i) {
-      Put(kDigits[(node.support >> (4 * (kSupportDigits - 1 - i))) & 0xF]);
+      p = Put(p, kDigits[(node.support >> (4 * (kSupportDigits - 1 - i))) & 0xF]);
     }
-    Put('\'');
+    p = Put(p, '\'');
   }
   const uint32_t copy = node.copy_options & KWCOPY_VALID_MASK;
   if (copy != KWCOPY_DEFAULT) {
-    PutAscii(" copy='");
+    p = PutAscii(p, " copy='");
     if (copy == KWCOPY_NONE) {
-      PutAscii("none");
+      p = PutAscii(p, "none");
     } else {
       bool first = true;
       for (const CopyWord& w : kCopyWords) {
         if ((copy & w.bit) == 0) continue;
-        if (!first) Put(',');
-        PutAscii(w.word);
+        if (!first) p = Put(p, ',');
+        p = PutAscii(p, w.word);
         first = false;
       }
     }
-    Put('\'');
+    p = Put(p, '\'');
   }
+  return p;
 }
 
 template <typename T>
@@ -325,12 +381,13 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
   // The value: text (converted into the folder's CCSID), bytes, or the
   // ASCII text of a number.
   const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
+  const bool text = IsTextNode(node.type_flags);
   const uint8_t* value = node.value;
   uint32_t valueBytes = node.value_length;
   char number[kMaxValueText];
   uint32_t numberChars = 0;
   uint64_t valueRoom = 0;
-  if (IsTextNode(node.type_flags)) {
+  if (text) {
     if (!target_.same_text) {
       if (const KWLONG reason =
               ConvertText(source_.codes, target_.codes, node.value, node.value_length,
@@ -339,7 +396,10 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
         return reason;
       }
     }
-    valueRoom = escape_->escaped_size(value, valueBytes);
+    // Escaping makes a unit at most five units; sizing long values exactly
+    // keeps the buffer from growing far beyond what they need.
+    valueRoom = valueBytes <= kWorkBufferSize ? uint64_t{5} * valueBytes
+                                              : escape_->escaped_size(value, valueBytes);
   } else if (code == ZRF_TYPE_BYTE_STRING || code == ZRF_TYPE_AS_STORED) {
     valueRoom = uint64_t{2} * kStep * valueBytes;
   } else if (code != ZRF_TYPE_NULL) {
@@ -350,18 +410,15 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
   // Where the name's parts are: the first is the folder's own unless the
   // folder is usr; an elt element takes the whole name.
   uint32_t partsStart = 0;
-  if (!placement.elt && folder != FolderId::kUsr) {
-    while (partsStart < nameBytes && T::Load(name + partsStart) != T::Char('.')) {
-      partsStart += kStep;
-    }
-    partsStart += kStep;
-    if (partsStart > nameBytes) partsStart = nameBytes;
-  }
-  uint32_t leafStart = partsStart;
+  uint32_t leafStart = 0;
   if (!placement.elt) {
-    for (uint32_t at = partsStart; at < nameBytes; at += kStep) {
-      if (T::Load(name + at) == T::Char('.')) leafStart = at + kStep;
-    }
+    // The placement knows where the full stops are in the list's text,
+    // which is the folder's when no conversion was needed.
+    const uint32_t first = target_.same_text ? placement.first_stop : FirstStop(name, nameBytes);
+    if (folder != FolderId::kUsr) partsStart = first < nameBytes ? first + kStep : nameBytes;
+    const uint32_t last =
+        target_.same_text ? placement.last_stop : LastStop(name, partsStart, nameBytes);
+    leafStart = last >= nameBytes || last < partsStart ? partsStart : last + kStep;
   }
 
   // Room: closing every open group, opening every group of the name, the
@@ -373,64 +430,62 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
       (placement.elt ? uint64_t{6} * nameBytes : 0) + uint64_t{kMarkupUnits} * kStep + valueRoom;
   if (const KWLONG reason = Reserve(room); reason != KWRC_NONE) return reason;
 
+  uint8_t* p = Cursor();
   const uint8_t* leaf = name + leafStart;
-  uint32_t leafBytes = nameBytes - leafStart;
+  const uint32_t leafBytes = nameBytes - leafStart;
   uint32_t depth = 0;
   if (placement.elt) {
-    CloseGroupsFrom(0);
-    PutAscii("<elt name='");
-    PutEscapedAttribute(name, nameBytes);
-    Put('\'');
+    p = CloseGroupsFrom(p, 0);
+    p = PutAscii(p, "<elt name='");
+    p = PutEscapedAttribute(p, name, nameBytes);
+    p = Put(p, '\'');
   } else {
-    const uint32_t groupsEnd = leafStart > partsStart ? leafStart : partsStart;
-    if (const KWLONG reason = OpenGroups(name + partsStart, groupsEnd - partsStart, &depth);
-        reason != KWRC_NONE) {
-      return reason;
+    if (leafStart > partsStart || open_ != 0) {
+      if (const KWLONG reason = OpenGroups(&p, name + partsStart, leafStart - partsStart, &depth);
+          reason != KWRC_NONE) {
+        Done(p);
+        return reason;
+      }
     }
-    Put('<');
-    PutRaw(leaf, leafBytes);
+    p = Put(p, '<');
+    p = CopyBytes(p, leaf, leafBytes);
   }
-  WriteAttributes(node, folder, depth != 0, leaf, leafBytes);
+  p = WriteAttributes(p, node, folder, depth != 0, leaf, leafBytes);
   if (code == ZRF_TYPE_NULL) {
-    PutAscii("/>");
+    Done(PutAscii(p, "/>"));
     return KWRC_NONE;
   }
-  Put('>');
-  if (IsTextNode(node.type_flags)) {
-    PutEscaped(value, valueBytes);
+  p = Put(p, '>');
+  if (text) {
+    p = PutEscaped(p, value, valueBytes);
   } else if (code == ZRF_TYPE_BYTE_STRING || code == ZRF_TYPE_AS_STORED) {
-    PutHex(value, valueBytes);
+    p = PutHex(p, value, valueBytes);
   } else {
-    PutAscii(number, numberChars);
+    p = PutAscii(p, number, numberChars);
   }
-  if (placement.elt) {
-    PutAscii("</elt>");
-  } else {
-    PutTag(true, leaf, leafBytes);
-  }
+  p = placement.elt ? PutAscii(p, "</elt>") : PutTag(p, true, leaf, leafBytes);
+  Done(p);
   return KWRC_NONE;
 }
 
 template <typename T>
-template <typename Select>
-KWLONG FolderWriter<T>::WriteFolder(FolderId folder, Select&& select, uint32_t* count) {
+template <typename ForEach>
+KWLONG FolderWriter<T>::WriteFolder(FolderId folder, ForEach&& forEach, uint32_t* count) {
   *count = 0;
-  const char* folderName = FolderNameOf(folder);
-  const auto folderChars = static_cast<uint32_t>(std::strlen(folderName));
+  const std::string_view folderName = FolderNameOf(folder);
+  const auto folderChars = static_cast<uint32_t>(folderName.size());
   if (const KWLONG reason = Reserve(kFolderLengthBytes + uint64_t{kStep} * (folderChars + 2));
       reason != KWRC_NONE) {
     return reason;
   }
   const uint32_t lengthAt = out_->Length;
-  out_->Length += kFolderLengthBytes;
-  Put('<');
-  PutAscii(folderName, folderChars);
-  Put('>');
+  uint8_t* p = Cursor() + kFolderLengthBytes;
+  p = Put(p, '<');
+  p = PutAscii(p, folderName);
+  Done(Put(p, '>'));
 
   KWLONG reason = KWRC_NONE;
-  const bool walked = ForEachNode(source_.list, [&](const NodeView& node) {
-    Placement placement{};
-    if (!select(node, &placement)) return true;
+  const bool walked = forEach([&](const NodeView& node, const Placement& placement) {
     reason = WriteElement(node, placement, folder);
     if (reason != KWRC_NONE) return false;
     ++*count;
@@ -447,12 +502,15 @@ KWLONG FolderWriter<T>::WriteFolder(FolderId folder, Select&& select, uint32_t* 
   reason = Reserve(OpenGroupBytes() + uint64_t{kGroupTagUnits} * kStep * (open_ + 1) +
                    uint64_t{kStep} * (folderChars + 3) + kFolderAlignment);
   if (reason != KWRC_NONE) return reason;
-  CloseGroupsFrom(0);
-  Put('<');
-  Put('/');
-  PutAscii(folderName, folderChars);
-  Put('>');
-  while ((out_->Length - lengthAt - kFolderLengthBytes) % kFolderAlignment != 0) Put(' ');
+  p = CloseGroupsFrom(Cursor(), 0);
+  p = Put(p, '<');
+  p = Put(p, '/');
+  p = PutAscii(p, folderName);
+  p = Put(p, '>');
+  while ((p - out_->pBuffer - lengthAt - kFolderLengthBytes) % kFolderAlignment != 0) {
+    p = Put(p, ' ');
+  }
+  Done(p);
   StoreInt(out_->pBuffer + lengthAt,
            static_cast<int32_t>(out_->Length - lengthAt - kFolderLengthBytes), target_.reversed);
   return KWRC_NONE;
@@ -510,16 +568,46 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
                     opts.NameValueCCSID);
     return reason;
   }
+  const ZRFPROPS* list = pal->pProps;
+  const auto selected = [&](const NodeView& node) {
+    return SelectedByPurpose(node, opts.CopyPurpose) &&
+           (node.type_flags & ZRF_TYPE_MASK) != ZRF_TYPE_NAME_ONLY;
+  };
 
-  // Which folders have properties, so that each is written in one pass.
+  // First pass: each selected node's folder, kept for the first nodes, and
+  // which folders have properties, so that each is written in one pass.
+  struct Slot {
+    uint32_t offset;
+    uint32_t bucket;
+    Placement placement;
+  };
+  Slot slots[kSlotCache];
+  uint32_t slotCount = 0;
+  bool allCached = true;
   uint32_t buckets = 0;
-  const bool walked = ForEachNode(pal->pProps, [&](const NodeView& node) {
-    if (!SelectedByPurpose(node, opts.CopyPurpose) ||
-        (node.type_flags & ZRF_TYPE_MASK) == ZRF_TYPE_NAME_ONLY) {
+  uint32_t firstMarked = 0;
+  const bool walked = ForEachNode(list, [&](const NodeView& node) {
+    if (!selected(node)) {
       ++marks->Skipped;
       return true;
     }
-    buckets |= 1u << BucketOf(PlaceName(source.family, node.name, node.name_length), node);
+    const Placement placement = PlaceName(source.family, node.name, node.name_length);
+    const uint32_t bucket = BucketOf(placement, node);
+    buckets |= 1u << bucket;
+    const auto offset = static_cast<uint32_t>(node.node - ListBytes(list));
+    if (slotCount < kSlotCache) {
+      slots[slotCount++] = Slot{offset, bucket, placement};
+    } else {
+      allCached = false;
+    }
+    ++marks->Written;
+    if (bucket < kFolderCount) {
+      ++marks->Compatible;
+    } else {
+      ++marks->NonCompatible;
+      marks->MarkedSupport |= node.support;
+      if (firstMarked == 0) firstMarked = offset;
+    }
     return true;
   });
   if (!walked) return DamagedList(pal, __FILE__, kProbeDamaged, "Property list damaged");
@@ -532,7 +620,6 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
   }
   out->Length += kRfh2FixedLength;
 
-  uint32_t firstMarked = 0;
   KWLONG reason = KWRC_NONE;
   WithFamily(target.family, [&](auto traits) {
     using T = decltype(traits);
@@ -540,27 +627,35 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
     for (uint32_t bucket = 0; bucket < kBucketCount && reason == KWRC_NONE; ++bucket) {
       if ((buckets & (1u << bucket)) == 0) continue;
       const auto folder = static_cast<FolderId>(bucket % kFolderCount);
-      const bool compatible = bucket < kFolderCount;
       uint32_t written = 0;
       reason = writer.WriteFolder(
           folder,
-          [&](const NodeView& node, Placement* placement) {
-            if (!SelectedByPurpose(node, opts.CopyPurpose) ||
-                (node.type_flags & ZRF_TYPE_MASK) == ZRF_TYPE_NAME_ONLY) {
-              return false;
+          [&](auto&& visit) {
+            // The cached nodes first, then (for a long list) the rest of the
+            // list from behind the last cached node.
+            for (uint32_t i = 0; i < slotCount; ++i) {
+              if (slots[i].bucket != bucket) continue;
+              NodeView node{};
+              const uint32_t offset = slots[i].offset;
+              if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &node)) {
+                return false;
+              }
+              if (!visit(node, slots[i].placement)) return true;
             }
-            *placement = PlaceName(source.family, node.name, node.name_length);
-            if (BucketOf(*placement, node) != bucket) return false;
-            if (!compatible) {
-              marks->MarkedSupport |= node.support;
-              const auto offset = static_cast<uint32_t>(node.node - ListBytes(pal->pProps));
-              if (firstMarked == 0 || offset < firstMarked) firstMarked = offset;
-            }
-            return true;
+            if (allCached) return true;
+            const uint32_t resume = slots[slotCount - 1].offset;
+            bool stopped = false;
+            return ForEachNode(list, [&](const NodeView& node) {
+              if (stopped) return false;
+              const auto offset = static_cast<uint32_t>(node.node - ListBytes(list));
+              if (offset <= resume || !selected(node)) return true;
+              const Placement placement = PlaceName(source.family, node.name, node.name_length);
+              if (BucketOf(placement, node) != bucket) return true;
+              stopped = !visit(node, placement);
+              return !stopped;
+            });
           },
           &written);
-      marks->Written += written;
-      (compatible ? marks->Compatible : marks->NonCompatible) += written;
     }
   });
   if (reason != KWRC_NONE) {
@@ -600,9 +695,9 @@ KWLONG ConvertOneToRfh2(const ZRFPAL* pal, uint32_t nodeOffset, const ZRFHDROPTS
     uint32_t written = 0;
     reason = writer.WriteFolder(
         placement.folder,
-        [&](const NodeView& candidate, Placement* chosen) {
-          *chosen = placement;
-          return candidate.node == node.node;
+        [&](auto&& visit) {
+          visit(node, placement);
+          return true;
         },
         &written);
   });

@@ -70,7 +70,7 @@ uint32_t FormatFixedValue(uint32_t code, const uint8_t* value, char* out) {
   }
 }
 
-const char* DtOf(uint32_t code) {
+std::string_view DtOf(uint32_t code) {
   switch (code) {
     case ZRF_TYPE_BOOLEAN:
       return "boolean";
@@ -90,7 +90,7 @@ const char* DtOf(uint32_t code) {
     case ZRF_TYPE_FLOAT64:
       return "r8";
     default:
-      return nullptr;
+      return {};
   }
 }
 

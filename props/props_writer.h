@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "props/message_handle.h"
 #include "props/property_store.h"
@@ -97,15 +98,15 @@ inline constexpr uint32_t kMaxValueText = 48;
 // length; 0 for a code that is no fixed-size value.
 uint32_t FormatFixedValue(uint32_t code, const uint8_t* value, char* out);
 
-// The dt attribute value of a type code; null for a string (no dt) and
+// The dt attribute value of a type code; empty for a string (no dt) and
 // for codes that have none.
-const char* DtOf(uint32_t code);
+std::string_view DtOf(uint32_t code);
 
 // ---------------------------------------------------------------------------
 // Folders (props_folder_choice.cpp).
 
 // The folders a writer writes, in the order it writes them.
-enum class FolderId : uint8_t {
+enum class FolderId : uint32_t {
   kMcd,
   kJms,
   kUsr,
@@ -119,16 +120,21 @@ enum class FolderId : uint8_t {
 inline constexpr uint32_t kFolderCount = 9;
 
 // The folder's name (ASCII).
-const char* FolderNameOf(FolderId folder);
+std::string_view FolderNameOf(FolderId folder);
 
 // True for the folders that hold no groups.
 bool FolderHoldsNoGroups(FolderId folder);
 
-// Where a property goes: its folder, and whether its name is written whole
-// in an elt element (a name that is no markup name).
+// Where a property goes: its folder, whether its name is written whole in
+// an elt element (a name that is no markup name), and where its first and
+// last full stops are (byte offsets in the name as placed; the name's
+// length when it has none).
+// (Sixteen bytes of 32-bit fields, so that it is returned in registers.)
 struct Placement {
   FolderId folder;
-  bool elt;
+  uint32_t elt;  // 0 or 1
+  uint32_t first_stop;
+  uint32_t last_stop;
 };
 
 // Most name parts written as nested elements in the user folder: the
