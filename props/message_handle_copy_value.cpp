@@ -373,6 +373,25 @@ KWLONG CopyPropertyValue(const ZRFPROPINFO& info, KWIMPO* impo, uint32_t request
                          KWLONG* dataLength, ZRFWORKAREA* work) {
   if (pd != nullptr) FillPropertyDescriptor(info, pd);
   const KWLONG options = impo != nullptr ? impo->Options : KWIMPO_INQ_FIRST;
+  // The common case, a value as it is stored: its bytes.
+  const uint32_t code = info.TypeFlags & ZRF_TYPE_MASK;
+  if (requestedType == ZRF_TYPE_AS_STORED && code < ZRF_TYPE_NULL &&
+      (info.TypeFlags & ZRF_FLAG_STRING_FORM) == 0 &&
+      (options & (KWIMPO_CONVERT_VALUE | KWIMPO_QUERY_LENGTH)) == 0) {
+    if (impo != nullptr) {
+      impo->ReturnedEncoding = KWENC_NATIVE;
+      impo->ReturnedCCSID = code == ZRF_TYPE_STRING ? info.ValueCCSID : 0;
+    }
+    if (returnedType != nullptr) *returnedType = ExternalTypeOf(code);
+    if (dataLength != nullptr) *dataLength = static_cast<KWLONG>(info.ValueLength);
+    if (info.ValueLength == 0) return KWRC_NONE;
+    if (value == nullptr || valueLength < 0 ||
+        static_cast<uint32_t>(valueLength) < info.ValueLength) {
+      return KWRC_PROPERTY_VALUE_TOO_BIG;
+    }
+    std::memcpy(value, info.pValue, info.ValueLength);
+    return KWRC_NONE;
+  }
   Produced out;
   KWLONG reason = Produce(info, requestedType, work, &out);
   if (reason != KWRC_NONE) return reason;

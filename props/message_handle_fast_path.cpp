@@ -25,9 +25,14 @@ constexpr uint32_t kMinCursorCapacity = 256;
 // A list the fast paths may work on: usable, with a CCSID of its own, not
 // verifying itself, and a name that needs no conversion into it.
 const ZRFPROPS* FastList(const MsgHandle* handle, const PropertyName& name) {
-  const ZRFPAL pal = ListOf(handle);
-  if (pal.pProps == nullptr || !HeaderUsable(&pal)) return nullptr;
-  const ZRFPROPS* list = pal.pProps;
+  const ZRFPROPS* list = handle->pProps;
+  // HeaderUsable, inline: this runs on every call.
+  if (list == nullptr || handle->PropsSize < kHeaderLength ||
+      std::memcmp(list->StrucId, ZRFP_STRUC_ID, sizeof list->StrucId) != 0 ||
+      (list->VersionFlags & ZRFP_VERSION_MASK) != ZRFP_VERSION_1 ||
+      list->StrucLen < kHeaderLength || list->StrucLen > handle->PropsSize) {
+    return nullptr;
+  }
   if (list->CCSID == 0 || (list->VersionFlags & ZRFP_FLAG_VERIFY) != 0) return nullptr;
   if (NeedsConversion(name.ccsid, list->CCSID)) return nullptr;
   return list;
@@ -98,12 +103,11 @@ KWLONG RecordInCursor(MsgHandle* handle, const uint8_t* name, uint32_t length, i
   return KWRC_NONE;
 }
 
-// Writes `spec` at `offset`, in place of a node of `oldLength` bytes there
+// Writes `spec` (newLength bytes padded) at `offset`, in place of a node of `oldLength` bytes there
 // (0: a new node), keeping StrucLen and PropsLen. Nothing changes on
 // failure.
-KWLONG WriteNodeAt(MsgHandle* handle, const NodeSpec& spec, uint32_t offset, uint32_t oldLength,
-                   uint32_t oldPropsLen) {
-  const uint32_t newLength = static_cast<uint32_t>(NodeLengthOf(spec));
+KWLONG WriteNodeAt(MsgHandle* handle, const NodeSpec& spec, uint32_t newLength, uint32_t offset,
+                   uint32_t oldLength, uint32_t oldPropsLen) {
   ZRFPAL pal = ListOf(handle);
   if (newLength > oldLength) {
     if (const KWLONG reason = EnsureRoom(&pal, newLength - oldLength); reason != KWRC_NONE) {
@@ -166,6 +170,7 @@ bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd
     return false;
   }
 
+  const uint32_t newLength = static_cast<uint32_t>(NodeLengthOf(spec));  // checked above
   IndexKeys keys;
   bool found;
   uint32_t offset;
@@ -175,17 +180,16 @@ bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd
   if (found) {
     NodeView old;
     if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &old)) return false;
-    *reason = WriteNodeAt(handle, spec, offset, old.length, old.name_length + old.value_length);
+    *reason = WriteNodeAt(handle, spec, newLength, offset, old.length,
+                          old.name_length + old.value_length);
     if (*reason == KWRC_NONE) {
       IndexNoteResized(handle, offset,
-                       static_cast<int32_t>(NodeLengthOf(spec)) - static_cast<int32_t>(old.length));
+                       static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length));
     }
     return true;
   }
-  *reason = WriteNodeAt(handle, spec, offset, 0, 0);
-  if (*reason == KWRC_NONE) {
-    IndexNoteInserted(handle, offset, static_cast<uint32_t>(NodeLengthOf(spec)), keys);
-  }
+  *reason = WriteNodeAt(handle, spec, newLength, offset, 0, 0);
+  if (*reason == KWRC_NONE) IndexNoteInserted(handle, offset, newLength, keys);
   return true;
 }
 

@@ -65,7 +65,8 @@ constexpr uint32_t kIdBlock = 8;
 constexpr uint64_t kHashSeed = 0x9E3779B97F4A7C15ull;
 constexpr uint64_t kHashMultiplier = 0xFF51AFD7ED558CCDull;
 
-// A hash of `n` bytes, eight at a time.
+// A hash of `n` bytes, eight at a time; the last 1 to 7 bytes are read in
+// overlapping pieces so that no read leaves the key.
 inline uint32_t HashKey(const uint8_t* p, uint32_t n) {
   uint64_t h = kHashSeed ^ n;
   while (n >= 8) {
@@ -77,8 +78,16 @@ inline uint32_t HashKey(const uint8_t* p, uint32_t n) {
     n -= 8;
   }
   if (n != 0) {
-    uint64_t w = 0;
-    std::memcpy(&w, p, n);
+    uint64_t w;
+    if (n >= 4) {
+      uint32_t first;
+      uint32_t last;
+      std::memcpy(&first, p, 4);
+      std::memcpy(&last, p + n - 4, 4);
+      w = first | (uint64_t{last} << 32);
+    } else {
+      w = p[0] | (uint64_t{p[n / 2]} << 8) | (uint64_t{p[n - 1]} << 16);
+    }
     h = (h ^ w) * kHashMultiplier;
     h ^= h >> 29;
   }
@@ -159,23 +168,22 @@ IndexSlot* SlotForKey(PropertyIndex& index, const ZRFPROPS* list, const uint8_t*
 // holds.
 bool ComputeKeys(const PropertyIndex& index, const uint8_t* name, uint32_t length,
                  IndexKeys* keys) {
-  keys->count = 0;
+  uint32_t count = 0;
   if (index.hasStop) {
-    for (const uint8_t* stop = static_cast<const uint8_t*>(std::memchr(name, index.stop, length));
-         stop != nullptr; stop = static_cast<const uint8_t*>(
-                              std::memchr(stop + 1, index.stop, length - (stop + 1 - name)))) {
-      if (keys->count == IndexKeys::kMax - 1) return false;
-      const uint32_t at = static_cast<uint32_t>(stop - name);
-      keys->length[keys->count] = at;
-      keys->hash[keys->count] = HashKey(name, at);
-      keys->slot[keys->count] = nullptr;
-      ++keys->count;
+    // Names are short: a plain loop beats a call per full stop.
+    for (uint32_t at = 0; at < length; ++at) {
+      if (name[at] != index.stop) continue;
+      if (count == IndexKeys::kMax - 1) return false;
+      keys->length[count] = at;
+      keys->hash[count] = HashKey(name, at);
+      keys->slot[count] = nullptr;
+      ++count;
     }
   }
-  keys->length[keys->count] = length;
-  keys->hash[keys->count] = HashKey(name, length);
-  keys->slot[keys->count] = nullptr;
-  ++keys->count;
+  keys->length[count] = length;
+  keys->hash[count] = HashKey(name, length);
+  keys->slot[count] = nullptr;
+  keys->count = count + 1;
   return true;
 }
 

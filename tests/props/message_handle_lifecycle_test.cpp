@@ -277,6 +277,21 @@ TEST_F(MessageHandleLifecycleTest, DeleteResourcesRefusesWhatIsNotAHandle) {
   h->StrucId[0] = 'Z';
 }
 
+// Asked to release a lock the caller does not hold, the freeing still
+// happens but the call reports an unexpected error.
+TEST_F(MessageHandleLifecycleTest, DeleteResourcesWithALockNotHeld) {
+  const KWHMSG hMsg = Create(kUnassoc);
+  const uint32_t records = xcsFailureRecordCount();
+  ASSERT_EQ(xcsRequestMutex(unassoc_.hMutex, XCS_WAIT_FOREVER), xcsRC_OK);
+  EXPECT_EQ(zstDeleteMessageHandleResources(nullptr, &unassoc_, HandleAt(hMsg), 1, &cc_, &rc_),
+            KWRC_UNEXPECTED_ERROR);
+  ASSERT_EQ(xcsReleaseMutex(unassoc_.hMutex), xcsRC_OK);
+  EXPECT_EQ(cc_, KWCC_FAILED);
+  EXPECT_GT(xcsFailureRecordCount(), records);
+  EXPECT_EQ(unassoc_.MsgHandleCount, 0u);
+  EXPECT_EQ(unassoc_.pHead, nullptr);
+}
+
 TEST_F(MessageHandleLifecycleTest, ConnectionCleanUpFreesEveryHandle) {
   for (int i = 0; i < 5; ++i) {
     const KWHMSG hMsg = Create();

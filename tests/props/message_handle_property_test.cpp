@@ -167,6 +167,20 @@ TEST_F(MessageHandlePropertyTest, ListMatchesTheStoresOwn) {
   xcsFreeMemFn(work.pBuffer);
 }
 
+// The index is a cache: without storage for it the calls still work, on the
+// list itself.
+TEST_F(MessageHandlePropertyTest, NoStorageForTheIndexIsNoFailure) {
+  ASSERT_EQ(SetInt32(hMsg_, "a.x", 1), KWRC_NONE);  // the list gets its CCSID
+  xcsInjectAllocFailure(1, xcsRC_STORAGE_NOT_AVAILABLE, 0);
+  EXPECT_EQ(SetInt32(hMsg_, "b", 2), KWRC_NONE);
+  xcsInjectAllocFailure(1, xcsRC_STORAGE_NOT_AVAILABLE, 0);
+  EXPECT_EQ(SetInt32(hMsg_, "a.y", 3), KWRC_NONE);
+  xcsInjectAllocFailure(0, 0, 0);
+  EXPECT_EQ(ListNames(hMsg_), (std::vector<std::string>{"a.x", "a.y", "b"}));
+  EXPECT_EQ(ValueAs<int32_t>(Inquire(hMsg_, "a.y")), 3);
+  EXPECT_EQ(Inquire(hMsg_, "c").reason, KWRC_PROPERTY_NOT_AVAILABLE);
+}
+
 TEST_F(MessageHandlePropertyTest, ReplacingKeepsOneProperty) {
   ASSERT_EQ(SetInt32(hMsg_, "a.b", 1), KWRC_NONE);
   ASSERT_EQ(SetString(hMsg_, "a.b", "two"), KWRC_NONE);
