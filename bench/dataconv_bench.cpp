@@ -25,6 +25,10 @@
 
 namespace {
 
+// ICU's platform of numbered code pages: value 0 of UConverterPlatform, the
+// only one ucnv_openCCSID accepts.
+constexpr UConverterPlatform kNumberedCodePages = static_cast<UConverterPlatform>(0);
+
 constexpr size_t kMessageSize = 64 * 1024;
 
 // A message being built, with the parts its floor consists of kept aside.
@@ -167,8 +171,8 @@ void Convert(benchmark::State& state, const Message& m, KWLONG target_ccsid) {
 // swapped into place.
 void Floor(benchmark::State& state, const Message& m, int32_t target_ccsid) {
   UErrorCode status = U_ZERO_ERROR;
-  UConverter* from = ucnv_openCCSID(37, UCNV_IBM, &status);
-  UConverter* to = ucnv_openCCSID(target_ccsid, UCNV_IBM, &status);
+  UConverter* from = ucnv_openCCSID(37, kNumberedCodePages, &status);
+  UConverter* to = ucnv_openCCSID(target_ccsid, kNumberedCodePages, &status);
   if (U_FAILURE(status)) {
     state.SkipWithError("ICU converters did not open");
     return;
@@ -232,8 +236,8 @@ void BM_FormatName_vxtConvertCharsFn(benchmark::State& state) {
 
 void BM_FormatName_FloorICU(benchmark::State& state) {
   UErrorCode status = U_ZERO_ERROR;
-  UConverter* from = ucnv_openCCSID(37, UCNV_IBM, &status);
-  UConverter* to = ucnv_openCCSID(850, UCNV_IBM, &status);
+  UConverter* from = ucnv_openCCSID(37, kNumberedCodePages, &status);
+  UConverter* to = ucnv_openCCSID(850, kNumberedCodePages, &status);
   char out[KW_FORMAT_LENGTH];
   for (auto _ : state) {
     status = U_ZERO_ERROR;

@@ -7,6 +7,10 @@
 namespace zxv::platform {
 namespace {
 
+// ICU's platform of numbered code pages: value 0 of UConverterPlatform, the
+// only one ucnv_openCCSID accepts.
+constexpr UConverterPlatform kNumberedCodePages = static_cast<UConverterPlatform>(0);
+
 constexpr int32_t kCcsidUtf8 = 1208;
 constexpr int32_t kCcsidLatin1 = 819;
 constexpr int32_t kTwoByteSets[] = {1200, 1201, 1202, 13488, 13490, 17584};
@@ -44,7 +48,7 @@ UConverter* Open(int32_t key) {
     const auto named = std::find_if(std::begin(kNamedTables), std::end(kNamedTables),
                                     [key](const NamedTable& t) { return t.ccsid == key; });
     converter = named != std::end(kNamedTables) ? ucnv_open(named->name, &err)
-                                                : ucnv_openCCSID(key, UCNV_IBM, &err);
+                                                : ucnv_openCCSID(key, kNumberedCodePages, &err);
   }
   if (U_FAILURE(err)) {
     if (converter != nullptr) ucnv_close(converter);

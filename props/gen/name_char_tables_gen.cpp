@@ -18,7 +18,7 @@
 // * Each single-byte row also records whether its full stop is 0x2E (ASCII
 //   based) or 0x4B (EBCDIC); the generator fails when a row has neither.
 //
-// Code pages are opened by IBM CCSID number (ucnv_openCCSID with UCNV_IBM),
+// Code pages are opened by CCSID number (ucnv_openCCSID),
 // except the rows in kRowSources: the Mac code pages, which ICU knows only by
 // their "macos-*" names, and the code pages ICU has no table for, which take
 // the sets of the nearest related code page that ICU does have. The choice is
@@ -52,7 +52,7 @@ static_assert(sizeof(kCcsids) / sizeof(kCcsids[0]) == 109, "109 rows");
 
 constexpr int32_t kUnicodeCcsids[] = {1208, 1200, 13488, 17584};
 
-// How a row's sets are computed when not from ibm-<ccsid>.
+// How a row's sets are computed when not from the CCSID's own table.
 enum class Transform {
   kNone,
   // ICU's table of `source`, then the eight code points in which ISO 8859-15
@@ -63,55 +63,66 @@ enum class Transform {
 
 struct RowSource {
   int32_t ccsid;
-  const char* source;  // ICU converter name
+  int32_t source_ccsid;     // the code page whose table is used, or 0 ...
+  const char* source_name;  // ... ICU's converter name when it has no number
   Transform transform;
   const char* why;
 };
 
-// Rows not opened as ibm-<ccsid>. Keep in step with the comment block that
+// ICU's platform of numbered code pages: value 0 of UConverterPlatform, the
+// only one ucnv_openCCSID accepts.
+constexpr UConverterPlatform kNumberedCodePages = static_cast<UConverterPlatform>(0);
+
+UConverter* OpenSource(int32_t ccsid, const RowSource* src, UErrorCode* err) {
+  if (src == nullptr) return ucnv_openCCSID(ccsid, kNumberedCodePages, err);
+  if (src->source_name != nullptr) return ucnv_open(src->source_name, err);
+  return ucnv_openCCSID(src->source_ccsid, kNumberedCodePages, err);
+}
+
+// Rows not opened by their own CCSID. Keep in step with the comment block that
 // WriteTable emits (it is printed from this table).
 constexpr RowSource kRowSources[] = {
     // The Mac code pages: present in ICU under their Apple names only.
-    {1275, "macos-0_2-10.2", Transform::kNone, "Mac Roman, ICU's Apple name"},
-    {1280, "macos-6_2-10.4", Transform::kNone, "Mac Greek, ICU's Apple name"},
-    {1281, "macos-35-10.2", Transform::kNone, "Mac Turkish, ICU's Apple name"},
-    {1282, "macos-29-10.2", Transform::kNone, "Mac Central European, ICU's Apple name"},
-    {1283, "macos-7_3-10.2", Transform::kNone, "Mac Cyrillic, ICU's Apple name"},
+    {1275, 0, "macos-0_2-10.2", Transform::kNone, "Mac Roman, ICU's Apple name"},
+    {1280, 0, "macos-6_2-10.4", Transform::kNone, "Mac Greek, ICU's Apple name"},
+    {1281, 0, "macos-35-10.2", Transform::kNone, "Mac Turkish, ICU's Apple name"},
+    {1282, 0, "macos-29-10.2", Transform::kNone, "Mac Central European, ICU's Apple name"},
+    {1283, 0, "macos-7_3-10.2", Transform::kNone, "Mac Cyrillic, ICU's Apple name"},
     // Code pages without an ICU table: the nearest related one.
-    {425, "ibm-420", Transform::kNone, "EBCDIC Arabic variant -> EBCDIC Arabic 420"},
-    {806, "ISCII,version=0", Transform::kNone,
+    {425, 420, nullptr, Transform::kNone, "EBCDIC Arabic variant -> EBCDIC Arabic 420"},
+    {806, 0, "ISCII,version=0", Transform::kNone,
      "PC ISCII-91 Devanagari -> ICU's ISCII converter, Devanagari"},
-    {833, "ibm-933", Transform::kNone,
+    {833, 933, nullptr, Transform::kNone,
      "EBCDIC Korean single byte -> single-byte part of EBCDIC Korean mixed 933"},
-    {836, "ibm-935", Transform::kNone,
+    {836, 935, nullptr, Transform::kNone,
      "EBCDIC Simplified Chinese single byte -> single-byte part of mixed 935"},
-    {880, "ibm-1025", Transform::kNone, "EBCDIC Cyrillic (old) -> its successor 1025"},
-    {891, "ibm-949", Transform::kNone,
+    {880, 1025, nullptr, Transform::kNone, "EBCDIC Cyrillic (old) -> its successor 1025"},
+    {891, 949, nullptr, Transform::kNone,
      "Korean PC single byte -> single-byte part of Korean PC 949"},
-    {897, "ibm-943", Transform::kNone,
+    {897, 943, nullptr, Transform::kNone,
      "Japanese PC single byte -> single-byte part of Japanese PC 943"},
-    {903, "ibm-1386", Transform::kNone,
+    {903, 1386, nullptr, Transform::kNone,
      "Simplified Chinese PC single byte -> single-byte part of GBK 1386"},
-    {904, "ibm-950", Transform::kNone,
+    {904, 950, nullptr, Transform::kNone,
      "Traditional Chinese PC single byte -> single-byte part of Big5 950"},
-    {924, "ibm-1047", Transform::kLatin9,
+    {924, 1047, nullptr, Transform::kLatin9,
      "EBCDIC Latin-9 -> 1047 layout with the Latin-9 replacements"},
-    {1027, "ibm-939", Transform::kNone,
+    {1027, 939, nullptr, Transform::kNone,
      "EBCDIC Japanese Latin single byte -> single-byte part of mixed 939"},
-    {1040, "ibm-949", Transform::kNone,
+    {1040, 949, nullptr, Transform::kNone,
      "Korean PC extended single byte -> single-byte part of Korean PC 949"},
-    {1041, "ibm-942", Transform::kNone,
+    {1041, 942, nullptr, Transform::kNone,
      "Japanese PC extended single byte -> single-byte part of Japanese PC 942"},
-    {1042, "ibm-1386", Transform::kNone,
+    {1042, 1386, nullptr, Transform::kNone,
      "Simplified Chinese PC extended single byte -> single-byte part of GBK 1386"},
-    {1043, "ibm-950", Transform::kNone,
+    {1043, 950, nullptr, Transform::kNone,
      "Traditional Chinese PC extended single byte -> single-byte part of Big5 950"},
-    {1046, "ibm-1089", Transform::kNone, "Arabic PC extended -> ISO Arabic 1089, its base layout"},
-    {1115, "ibm-1386", Transform::kNone,
+    {1046, 1089, nullptr, Transform::kNone, "Arabic PC extended -> ISO Arabic 1089, its base layout"},
+    {1115, 1386, nullptr, Transform::kNone,
      "Simplified Chinese PC single byte -> single-byte part of GBK 1386"},
-    {8612, "ibm-420", Transform::kNone, "EBCDIC Arabic extended -> EBCDIC Arabic 420"},
-    {9048, "ibm-856", Transform::kNone, "Hebrew PC with euro -> Hebrew PC 856"},
-    {9061, "ibm-869", Transform::kNone, "Greek PC with euro -> Greek PC 869"},
+    {8612, 420, nullptr, Transform::kNone, "EBCDIC Arabic extended -> EBCDIC Arabic 420"},
+    {9048, 856, nullptr, Transform::kNone, "Hebrew PC with euro -> Hebrew PC 856"},
+    {9061, 869, nullptr, Transform::kNone, "Greek PC with euro -> Greek PC 869"},
 };
 
 constexpr size_t kUnicodeWords = 65536 / 64;
@@ -177,11 +188,11 @@ struct CodePage {
 bool LoadCodePage(int32_t ccsid, CodePage* page) {
   const RowSource* src = FindSource(ccsid);
   UErrorCode err = U_ZERO_ERROR;
-  UConverter* cnv =
-      src != nullptr ? ucnv_open(src->source, &err) : ucnv_openCCSID(ccsid, UCNV_IBM, &err);
+  UConverter* cnv = OpenSource(ccsid, src, &err);
   if (U_FAILURE(err)) {
     std::fprintf(stderr, "name_char_tables_gen: no converter for CCSID %d (%s): %s\n", ccsid,
-                 src != nullptr ? src->source : "ibm", u_errorName(err));
+                 src != nullptr && src->source_name != nullptr ? src->source_name : "numbered",
+                 u_errorName(err));
     return false;
   }
   page->icuName = ucnv_getName(cnv, &err);
@@ -268,7 +279,7 @@ int Generate(const char* outPath) {
                "%s.\n// Do not edit; change the generator instead.\n//\n"
                "// Start set: u_isJavaIDStart; part set: u_isJavaIDPart. Single-byte rows map\n"
                "// each byte through the code page; unmapped bytes are in neither set.\n//\n"
-               "// Rows not taken from ibm-<ccsid>:\n",
+               "// Rows not taken from their own CCSID's table:\n",
                U_ICU_VERSION);
   for (const RowSource& s : kRowSources) {
     std::fprintf(f, "//   %5d <- %-24s %s\n", s.ccsid, icuNames[s.ccsid].c_str(), s.why);

@@ -1,6 +1,6 @@
 /* Common-services layer: CCSID conversion and classification.
  *
- * Conversion runs through ICU converters opened by IBM CCSID number (819 is
+ * Conversion runs through ICU converters opened by CCSID number (819 is
  * ISO-8859-1, 1208 UTF-8, 1200/13488/17584 UTF-16 with the byte order taken
  * from the encoding or a byte-order mark). Converters are cached per thread.
  * An unmappable or invalid character stops the conversion with a code; a
