@@ -14,8 +14,7 @@
 
 #include "dataconv/pcf_message_builder.h"
 #include "gtest/gtest.h"
-
-extern char** environ;
+#include "zxvu_runner.h"
 
 namespace {
 
@@ -29,49 +28,9 @@ struct ZxvuResult {
   std::string last_err;  // last non-empty line of stderr
 };
 
-std::string Slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-// Runs zxvu with `args`, its output collected through temporary files.
 ZxvuResult Zxvu(std::vector<std::string> args) {
-  char out_path[] = "/tmp/pcf_cmd_test_out_XXXXXX";
-  char err_path[] = "/tmp/pcf_cmd_test_err_XXXXXX";
-  const int out_fd = mkstemp(out_path);
-  const int err_fd = mkstemp(err_path);
-  ZxvuResult r;
-  if (out_fd < 0 || err_fd < 0) {
-    ADD_FAILURE() << "mkstemp failed";
-    return r;
-  }
-  args.insert(args.begin(), ZXVU_PATH);
-  std::vector<char*> argv;
-  for (std::string& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, out_fd, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, err_fd, STDERR_FILENO);
-  pid_t pid = 0;
-  const int rc = posix_spawn(&pid, ZXVU_PATH, &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(out_fd);
-  close(err_fd);
-  int wstatus = 0;
-  if (rc == 0 && waitpid(pid, &wstatus, 0) == pid && WIFEXITED(wstatus)) {
-    r.status = WEXITSTATUS(wstatus);
-  }
-  r.out = Slurp(out_path);
-  std::istringstream err(Slurp(err_path));
-  for (std::string line; std::getline(err, line);) {
-    if (!line.empty()) r.last_err = line;
-  }
-  unlink(out_path);
-  unlink(err_path);
-  return r;
+  const zxv::test::ZxvuRun run = zxv::test::RunZxvu(std::move(args));
+  return ZxvuResult{run.status, run.out, run.last_err_line()};
 }
 
 class PcfDumpTest : public ::testing::Test {
