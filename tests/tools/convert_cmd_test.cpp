@@ -1,131 +1,82 @@
 // `zxvu convert`: a message file through the conversion engine, with and
 // without a descriptor in front; refused inputs end with "reason <code>".
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "gtest/gtest.h"
+#include "zxvu_runner.h"
 
 namespace {
 
-using Vec = std::vector<uint8_t>;
+using zxv::test::ZxvuRun;
 
-class ConvertCmdTest : public ::testing::Test {
+class ConvertCmdTest : public zxv::test::ZxvuFileTest {
  protected:
-  void SetUp() override {
-    char dir[] = "/tmp/zxvu_convert_XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    dir_ = dir;
+  // Runs zxvu convert with the blank-separated `args`, then the input file
+  // holding `in` and an output file; the output's bytes land in out_.
+  ZxvuRun Run(const std::string& in, const std::string& args) {
+    std::vector<std::string> argv = {"convert"};
+    std::istringstream words(args);
+    for (std::string w; words >> w;) argv.push_back(w);
+    const std::string out_path = File("");
+    argv.push_back(File(in));
+    argv.push_back(out_path);
+    const ZxvuRun r = zxv::test::RunZxvu(argv);
+    out_ = zxv::test::SlurpFile(out_path);
+    return r;
   }
-  void TearDown() override {
-    for (const char* f : {"/in", "/out", "/stdout", "/stderr"}) unlink((dir_ + f).c_str());
-    rmdir(dir_.c_str());
-  }
-  void Write(const Vec& bytes) {
-    std::ofstream out(dir_ + "/in", std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-  }
-  Vec Output() const {
-    std::ifstream in(dir_ + "/out", std::ios::binary);
-    return Vec((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  }
-  std::string LastErrorLine() const {
-    std::ifstream in(dir_ + "/stderr");
-    std::string line, last;
-    while (std::getline(in, line)) {
-      if (!line.empty()) last = line;
-    }
-    return last;
-  }
-  // Runs zxvu convert with `args` then IN and OUT; returns the exit status.
-  int Run(const std::string& args) {
-    const std::string cmd = std::string(ZXVU_PATH) + " convert " + args + " " + dir_ + "/in " +
-                            dir_ + "/out >" + dir_ + "/stdout 2>" + dir_ + "/stderr";
-    const int status = std::system(cmd.c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  std::string dir_;
+  std::string out_;
 };
 
-const Vec kHelloEbcdic = {0xC8, 0xC5, 0xD3, 0xD3, 0xD6};
+const std::string kHelloEbcdic = "\xC8\xC5\xD3\xD3\xD6";
+const std::string kFromEbcdic = "--from-encoding 273 --from-ccsid 37 --to-encoding 546 ";
 
-TEST_F(ConvertCmdTest, ConvertsRawData) {
-  Write(kHelloEbcdic);
-  EXPECT_EQ(Run("--from-encoding 273 --from-ccsid 37 --to-encoding 546 --to-ccsid 850 "
-                "--format KWSTR"),
+TEST_F(ConvertCmdTest, RawDataConvertsOrEndsWithTheReason) {
+  EXPECT_EQ(Run(kHelloEbcdic, kFromEbcdic + "--to-ccsid 850 --format KWSTR").status, 0);
+  EXPECT_EQ(out_, "HELLO");
+  const ZxvuRun bad = Run(kHelloEbcdic, kFromEbcdic + "--to-ccsid 850 --format KWHRF2");
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_TRUE(bad.err_starts("reason 2119")) << bad.err;
+  const ZxvuRun big =
+      Run(kHelloEbcdic, kFromEbcdic + "--to-ccsid 1208 --format KWSTR --max-length 3");
+  EXPECT_EQ(big.status, 1);
+  EXPECT_TRUE(big.err_starts("reason 2120")) << big.err;
+  EXPECT_EQ(Run(kHelloEbcdic, kFromEbcdic + "--to-ccsid 1208 --format KWSTR --max-length 3 "
+                                            "--accept-truncation")
+                .status,
             0);
-  EXPECT_EQ(Output(), (Vec{'H', 'E', 'L', 'L', 'O'}));
-}
-
-// The fields of a version 2 descriptor the command reads and updates.
-constexpr size_t kMdLength = 364;
-constexpr size_t kMdVersionAt = 4;
-constexpr size_t kMdEncodingAt = 24;
-constexpr size_t kMdCcsidAt = 28;
-constexpr size_t kMdFormatAt = 32;
-
-void Put32(Vec& v, size_t at, int32_t value) { std::memcpy(v.data() + at, &value, 4); }
-int32_t Get32(const Vec& v, size_t at) {
-  int32_t value;
-  std::memcpy(&value, v.data() + at, 4);
-  return value;
+  EXPECT_EQ(out_, "HEL");
 }
 
 TEST_F(ConvertCmdTest, DescriptorInFrontStartsTheWalkAndIsUpdated) {
-  Vec file(kMdLength, 0);
+  // The fields of a version 2 descriptor the command reads and updates.
+  constexpr size_t kMdLength = 364, kEncodingAt = 24, kCcsidAt = 28;
+  const auto put32 = [](std::string& s, size_t at, int32_t v) { std::memcpy(&s[at], &v, 4); };
+  std::string file(kMdLength, '\0');
   std::memcpy(file.data(), "MD  ", 4);
-  Put32(file, kMdVersionAt, 2);
-  Put32(file, kMdEncodingAt, 273);
-  Put32(file, kMdCcsidAt, 37);
-  std::memcpy(file.data() + kMdFormatAt, "KWSTR   ", 8);
-  file.insert(file.end(), kHelloEbcdic.begin(), kHelloEbcdic.end());
-  Write(file);
-  EXPECT_EQ(Run("--md --to-encoding 546 --to-ccsid 819"), 0);
-  const Vec out = Output();
-  ASSERT_EQ(out.size(), kMdLength + 5);
-  EXPECT_EQ(Get32(out, kMdEncodingAt), 546);
-  EXPECT_EQ(Get32(out, kMdCcsidAt), 819);
-  EXPECT_EQ(Vec(out.begin() + kMdLength, out.end()), (Vec{'H', 'E', 'L', 'L', 'O'}));
-}
-
-TEST_F(ConvertCmdTest, RefusedInputEndsWithTheReason) {
-  Write(kHelloEbcdic);
-  EXPECT_EQ(Run("--from-encoding 273 --from-ccsid 37 --to-encoding 546 --to-ccsid 850 "
-                "--format KWHRF2"),
-            1);
-  EXPECT_EQ(LastErrorLine().rfind("reason 2119", 0), 0u) << LastErrorLine();
-  EXPECT_EQ(Run("--from-encoding 273 --from-ccsid 37 --to-encoding 546 --to-ccsid 1208 "
-                "--format KWSTR --max-length 3"),
-            1);
-  EXPECT_EQ(LastErrorLine().rfind("reason 2120", 0), 0u) << LastErrorLine();
-}
-
-TEST_F(ConvertCmdTest, TruncationAccepted) {
-  Write(kHelloEbcdic);
-  EXPECT_EQ(Run("--from-encoding 273 --from-ccsid 37 --to-encoding 546 --to-ccsid 1208 "
-                "--format KWSTR --max-length 3 --accept-truncation"),
-            0);
-  EXPECT_EQ(Output(), (Vec{'H', 'E', 'L'}));
+  put32(file, 4, 2);
+  put32(file, kEncodingAt, 273);
+  put32(file, kCcsidAt, 37);
+  std::memcpy(&file[32], "KWSTR   ", 8);
+  std::string expected = file;
+  put32(expected, kEncodingAt, 546);
+  put32(expected, kCcsidAt, 819);
+  EXPECT_EQ(Run(file + kHelloEbcdic, "--md --to-encoding 546 --to-ccsid 819").status, 0);
+  EXPECT_EQ(out_, expected + "HELLO");
 }
 
 TEST_F(ConvertCmdTest, UsageErrors) {
-  Write(kHelloEbcdic);
-  EXPECT_EQ(Run("--to-encoding 546 --to-ccsid 850"), 2);       // no source without --md
-  EXPECT_EQ(Run("--md --to-encoding 546 --to-ccsid 850"), 2);  // shorter than a descriptor
-  EXPECT_EQ(Run("--from-encoding 273 --from-ccsid 37 --to-encoding x --to-ccsid 850 "
-                "--format KWSTR"),
+  EXPECT_EQ(Run(kHelloEbcdic, "--to-encoding 546 --to-ccsid 850").status, 2);       // no source
+  EXPECT_EQ(Run(kHelloEbcdic, "--md --to-encoding 546 --to-ccsid 850").status, 2);  // too short
+  EXPECT_EQ(Run(kHelloEbcdic,
+                "--from-encoding 273 --from-ccsid 37 --to-encoding x --to-ccsid 850 "
+                "--format KWSTR")
+                .status,
             2);
-  EXPECT_EQ(Run("--from-encoding 273 --from-ccsid 37 --to-encoding 546 --to-ccsid 850 "
-                "--format TOOLONGNAME"),
-            2);
+  EXPECT_EQ(Run(kHelloEbcdic, kFromEbcdic + "--to-ccsid 850 --format TOOLONGNAME").status, 2);
 }
 
 }  // namespace

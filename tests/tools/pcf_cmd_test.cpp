@@ -1,14 +1,6 @@
 // `zxvu pcf dump` run as a child process: the JSON it prints for messages
 // built here byte by byte, "reason <code>" as the last stderr line of a
 // malformed message (exit 1), and exit 2 for a malformed command line.
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,40 +10,13 @@
 
 namespace {
 
+using zxv::test::RunZxvu;
+using zxv::test::ZxvuRun;
 using zxv::testing::kBigEndian;
 using zxv::testing::kLittleEndian;
 using zxv::testing::PcfMessage;
 
-struct ZxvuResult {
-  int status = -1;
-  std::string out;
-  std::string last_err;  // last non-empty line of stderr
-};
-
-ZxvuResult Zxvu(std::vector<std::string> args) {
-  const zxv::test::ZxvuRun run = zxv::test::RunZxvu(std::move(args));
-  return ZxvuResult{run.status, run.out, run.last_err_line()};
-}
-
-class PcfDumpTest : public ::testing::Test {
- protected:
-  void TearDown() override {
-    for (const std::string& f : files_) unlink(f.c_str());
-  }
-  // Writes `bytes` to a new temporary file and returns its path.
-  std::string File(const std::string& bytes) {
-    char path[] = "/tmp/pcf_cmd_test_msg_XXXXXX";
-    const int fd = mkstemp(path);
-    EXPECT_GE(fd, 0);
-    if (fd >= 0) {
-      EXPECT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-      close(fd);
-    }
-    files_.push_back(path);
-    return path;
-  }
-  std::vector<std::string> files_;
-};
+using PcfDumpTest = zxv::test::ZxvuFileTest;
 
 TEST_F(PcfDumpTest, EveryTypeFromABigEndianEbcdicMessage) {
   // EBCDIC (CCSID 37): "AB" C1 C2, '"' 7F, '\' E0, blank 40, "*" 5C.
@@ -70,8 +35,8 @@ TEST_F(PcfDumpTest, EveryTypeFromABigEndianEbcdicMessage) {
       .Group(1011, 1)
       .Integer64List(1012, {1, -1})
       .String(1013, 1208, "\xC3\xA4\x01");
-  const ZxvuResult r = Zxvu({"pcf", "dump", "--encoding", "273", "--ccsid", "37", File(m.bytes())});
-  EXPECT_EQ(r.status, 0) << r.last_err;
+  const ZxvuRun r = RunZxvu({"pcf", "dump", "--encoding", "273", "--ccsid", "37", File(m.bytes())});
+  EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out,
             R"({"header":{"type":1,"length":36,"version":3,"command":42,"msgseq":1,"control":1,)"
             R"("compcode":0,"reason":0,"count":10},"parameters":[)"
@@ -94,8 +59,8 @@ TEST_F(PcfDumpTest, EveryTypeFromABigEndianEbcdicMessage) {
 TEST_F(PcfDumpTest, DefaultsAreTheLocalEncodingAndUtf8) {
   PcfMessage m(kLittleEndian);
   m.Header(3, 2).String(7, 0, "h\xC3\xA9");
-  const ZxvuResult r = Zxvu({"pcf", "dump", File(m.bytes())});
-  EXPECT_EQ(r.status, 0) << r.last_err;
+  const ZxvuRun r = RunZxvu({"pcf", "dump", File(m.bytes())});
+  EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out,
             R"({"header":{"type":2,"length":36,"version":3,"command":3,"msgseq":1,"control":1,)"
             R"("compcode":0,"reason":0,"count":1},"parameters":[)"
@@ -109,8 +74,8 @@ TEST_F(PcfDumpTest, GroupsNestTenThousandDeep) {
   m.Header(1);
   for (int level = 0; level < kDepth; ++level) m.Group(level, 1);
   m.Integer(kDepth, 5);
-  const ZxvuResult r = Zxvu({"pcf", "dump", File(m.bytes())});
-  ASSERT_EQ(r.status, 0) << r.last_err;
+  const ZxvuRun r = RunZxvu({"pcf", "dump", File(m.bytes())});
+  ASSERT_EQ(r.status, 0) << r.err;
   const std::string innermost = R"({"type":"integer","id":10000,"value":5})";
   const size_t at = r.out.find(innermost);
   ASSERT_NE(at, std::string::npos);
@@ -147,19 +112,19 @@ TEST_F(PcfDumpTest, MalformedMessagesAreRefusedWith2119) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    const ZxvuResult r = Zxvu({"pcf", "dump", File(c.bytes)});
+    const ZxvuRun r = RunZxvu({"pcf", "dump", File(c.bytes)});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.last_err.rfind("reason 2119", 0), 0u) << r.last_err;
+    EXPECT_TRUE(r.err_starts("reason 2119")) << r.err;
   }
 }
 
 TEST_F(PcfDumpTest, EncodingWithoutAByteOrderIsRefused) {
   PcfMessage m(kLittleEndian);
   m.Header(1, 1, 0);
-  const ZxvuResult r = Zxvu({"pcf", "dump", "--encoding", "0x220", File(m.bytes())});
+  const ZxvuRun r = RunZxvu({"pcf", "dump", "--encoding", "0x220", File(m.bytes())});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.last_err.rfind("reason 2112", 0), 0u) << r.last_err;
+  EXPECT_TRUE(r.err_starts("reason 2112")) << r.err;
 }
 
 TEST_F(PcfDumpTest, MalformedCommandLinesAreUsageErrors) {
@@ -172,17 +137,8 @@ TEST_F(PcfDumpTest, MalformedCommandLinesAreUsageErrors) {
   };
   for (const auto& args : cases) {
     SCOPED_TRACE(args.size() > 2 ? args[2] : "");
-    EXPECT_EQ(Zxvu(args).status, 2);
+    EXPECT_EQ(RunZxvu(args).status, 2);
   }
-}
-
-TEST(PcfDemo, ConvertsAndDumpsTheSendersMessage) {
-  const ZxvuResult r = Zxvu({"demo"});
-  EXPECT_EQ(r.status, 0) << r.last_err;
-  EXPECT_NE(r.out.find(". A command message from a big-endian EBCDIC sender"), std::string::npos);
-  EXPECT_NE(r.out.find(R"({"type":"string","id":3014,"ccsid":1208,"value":"Grüße aus Köln"})"),
-            std::string::npos)
-      << r.out;
 }
 
 }  // namespace

@@ -2,16 +2,9 @@
 // decode(encode(x)) gives x back in every folder encoding and descriptor
 // version, floats read back exactly, refused inputs end in "reason <code>"
 // and malformed ones are usage errors.
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,26 +14,12 @@
 namespace {
 
 using nlohmann::json;
-
 using zxv::test::ZxvuRun;
 
 ZxvuRun Zxvu(std::vector<std::string> args) { return zxv::test::RunZxvu(std::move(args)); }
 
-class PropsCmdTest : public ::testing::Test {
+class PropsCmdTest : public zxv::test::ZxvuFileTest {
  protected:
-  void TearDown() override {
-    for (const std::string& f : files_) unlink(f.c_str());
-  }
-  // A temporary file holding `content`.
-  std::string File(const std::string& content) {
-    char path[] = "/tmp/zxvu_props_in_XXXXXX";
-    const int fd = mkstemp(path);
-    EXPECT_GE(fd, 0);
-    EXPECT_EQ(write(fd, content.data(), content.size()), static_cast<ssize_t>(content.size()));
-    close(fd);
-    files_.emplace_back(path);
-    return path;
-  }
   // encode x with `encode_args`, then decode the result with `decode_args`.
   json RoundTrip(const json& x, std::vector<std::string> encode_args,
                  std::vector<std::string> decode_args, const std::string& body = "") {
@@ -65,7 +44,6 @@ class PropsCmdTest : public ::testing::Test {
     return j;
   }
 
-  std::vector<std::string> files_;
   std::string encoded_;
 };
 
@@ -196,7 +174,7 @@ TEST_F(PropsCmdTest, RefusedInputsEndWithTheReason) {
   const ZxvuRun name = Zxvu(
       {"props", "encode", File(R"({"properties":[{"name":"AND","type":"int32","value":1}]})")});
   EXPECT_EQ(name.status, 1);
-  EXPECT_EQ(name.last_err_line().rfind("reason 2442", 0), 0u) << name.err;
+  EXPECT_TRUE(name.err_starts("reason 2442")) << name.err;
 
   std::string header =
       Zxvu({"props", "encode", File(R"({"properties":[{"name":"a","type":"int32","value":1}]})")})
@@ -204,14 +182,14 @@ TEST_F(PropsCmdTest, RefusedInputsEndWithTheReason) {
   header[0] = 'X';  // StrucId
   const ZxvuRun bad = Zxvu({"props", "decode", File(header)});
   EXPECT_EQ(bad.status, 1);
-  EXPECT_EQ(bad.last_err_line().rfind("reason 2142", 0), 0u) << bad.err;
+  EXPECT_TRUE(bad.err_starts("reason 2142")) << bad.err;
 
   header[0] = 'R';
   header[40] = '?';  // inside the folder's start tag: "<usr>" becomes "<us?>" ... then mismatched
   header[header.find("</usr>") + 2] = 'x';
   const ZxvuRun folder = Zxvu({"props", "decode", File(header)});
   EXPECT_EQ(folder.status, 1);
-  EXPECT_EQ(folder.last_err_line().rfind("reason 2421", 0), 0u) << folder.err;
+  EXPECT_TRUE(folder.err_starts("reason 2421")) << folder.err;
 }
 
 TEST_F(PropsCmdTest, MalformedInputsAreUsageErrors) {

@@ -1,12 +1,12 @@
 // Runs the built zxvu binary (ZXVU_PATH) as a child process and collects its
-// standard output, standard error and exit status, for the tool's tests.
+// standard output, standard error and exit status; temporary input files
+// that go away with the test.
 #pragma once
 
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -32,6 +32,8 @@ struct ZxvuRun {
     }
     return line;
   }
+  // Whether stderr's last line starts with `prefix` ("reason 2119").
+  bool err_starts(const std::string& prefix) const { return last_err_line().rfind(prefix, 0) == 0; }
 };
 
 inline std::string SlurpFile(const std::string& path) {
@@ -78,5 +80,26 @@ inline ZxvuRun RunZxvu(std::vector<std::string> args) {
   unlink(err_path);
   return r;
 }
+
+// A fixture whose File() writes bytes to a temporary file removed at the end
+// of the test.
+class ZxvuFileTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    for (const std::string& f : files_) unlink(f.c_str());
+  }
+  std::string File(const std::string& bytes) {
+    char path[] = "/tmp/zxvu_test_in_XXXXXX";
+    const int fd = mkstemp(path);
+    EXPECT_GE(fd, 0);
+    if (fd >= 0) {
+      EXPECT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+      close(fd);
+    }
+    files_.emplace_back(path);
+    return path;
+  }
+  std::vector<std::string> files_;
+};
 
 }  // namespace zxv::test
