@@ -36,33 +36,40 @@ struct Header {
 
 void PutInt(std::string* out, int32_t v) { out->append(reinterpret_cast<const char*>(&v), 4); }
 
-// One user property of a rotating kind.
+// One user property of a rotating kind. The values are of the lengths
+// real headers carry (names, addresses, identifiers, notes), so that a
+// property takes about 55 bytes of folder text: 1 KB holds about 20
+// properties and 8 KB about 150.
 std::string UserProperty(size_t i, size_t* count) {
   const std::string n = std::to_string(i);
   ++*count;
   switch (i % 10) {
     case 0:
-      return "<customerName" + n + ">Jane Doe &amp; Sons Ltd.</customerName" + n + ">";
-    case 1:
-      return "<orderId" + n + " dt='i8'>" + std::to_string(9000000000LL + i) + "</orderId" + n +
+      return "<customerName" + n + ">Jane Doe &amp; Sons Ltd., 12 Harbour Road</customerName" + n +
              ">";
+    case 1:
+      return "<orderNumber" + n + " dt='i8'>" + std::to_string(9000000000LL + i * 7919) +
+             "</orderNumber" + n + ">";
     case 2:
-      return "<quantity" + n + " dt='i4'>" + std::to_string(i * 7) + "</quantity" + n + ">";
+      return "<quantityOrdered" + n + " dt='i4'>" + std::to_string(i * 7) + "</quantityOrdered" +
+             n + ">";
     case 3:
-      return "<express" + n + " dt='boolean'>" + (i % 3 ? "1" : "0") + "</express" + n + ">";
+      return "<expressDelivery" + n + " dt='boolean'>" + (i % 3 ? "1" : "0") + "</expressDelivery" +
+             n + ">";
     case 4:
-      return "<price" + n + " dt='r8'>1234.5" + n + "</price" + n + ">";
+      return "<unitPrice" + n + " dt='r8'>1234.5" + n + "</unitPrice" + n + ">";
     case 5:
-      return "<region" + n + ">EMEA-North</region" + n + ">";
+      return "<shippingRegion" + n + ">EMEA-North/Frankfurt-DC2</shippingRegion" + n + ">";
     case 6:
-      return "<token" + n + " dt='bin.hex'>0a1b2c3d4e5f60718293a4b5c6d7e8f9</token" + n + ">";
+      return "<sessionToken" + n + " dt='bin.hex'>0a1b2c3d4e5f60718293a4b5c6d7e8f9</sessionToken" +
+             n + ">";
     case 7:
       *count += 1;
-      return "<line" + n + "><sku>SKU-" + n + "</sku><qty dt='i2'>3</qty></line" + n + ">";
+      return "<line" + n + "><sku>SKU-4711-" + n + "</sku><qty dt='i2'>3</qty></line" + n + ">";
     case 8:
-      return "<note" + n + ">a &lt; b, c &gt; d</note" + n + ">";
+      return "<handlingNote" + n + ">weight &lt; 20 kg, fragile &gt; stack</handlingNote" + n + ">";
     default:
-      return "<channel" + n + " dt='i1'>5</channel" + n + ">";
+      return "<channelPriority" + n + " dt='i1'>5</channelPriority" + n + ">";
   }
 }
 
