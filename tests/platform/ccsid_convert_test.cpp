@@ -33,6 +33,17 @@ Converted Convert(int32_t from, int32_t from_enc, const Bytes& in, int32_t to, i
 
 Bytes B(const std::string& s) { return Bytes(s.begin(), s.end()); }
 
+// Bytes written as hex pairs, blanks between them ignored: X("c8 85").
+Bytes X(const char* hex) {
+  Bytes v;
+  for (const char* p = hex; *p != '\0'; ++p) {
+    if (*p == ' ') continue;
+    v.push_back(static_cast<uint8_t>(std::stoi(std::string(p, 2), nullptr, 16)));
+    ++p;
+  }
+  return v;
+}
+
 struct Case {
   const char* what;
   int32_t from;
@@ -43,94 +54,32 @@ struct Case {
   Bytes expected;
 };
 
-class ConvertTableTest : public ::testing::TestWithParam<Case> {};
-
-TEST_P(ConvertTableTest, Converts) {
-  const Case& c = GetParam();
-  const Converted r = Convert(c.from, c.from_enc, c.in, c.to, c.to_enc);
-  EXPECT_EQ(r.rc, xcsRC_OK) << c.what;
-  EXPECT_EQ(r.out, c.expected) << c.what;
+// clang-format off
+TEST(ConvertTest, Pairs) {
+  const Case cases[] = {
+      {"EBCDIC 37 to UTF-8", 37, kLittle, X("c8 85 93 93 96 5a"), 1208, kLittle, B("Hello!")},
+      {"UTF-8 to EBCDIC 37", 1208, kLittle, B("Hello!"), 37, kLittle, X("c8 85 93 93 96 5a")},
+      {"EBCDIC 500 differs from 37 at '!'", 1208, kLittle, B("!"), 500, kLittle, X("4f")},
+      {"ISO-8859-1 to UTF-8", 819, kLittle, X("63 e9"), 1208, kLittle, X("63 c3a9")},
+      {"UTF-8 to UTF-16 big-endian", 1208, kLittle, X("41 c3a9"), 1200, kBig, X("0041 00e9")},
+      {"UTF-8 to UTF-16 little-endian", 1208, kLittle, X("41 c3a9"), 1200, kLittle, X("4100 e900")},
+      {"UTF-16 big-endian to UTF-8", 13488, kBig, X("0041 20ac"), 1208, kLittle, X("41 e282ac")},
+      {"a BOM overrides the encoding and is dropped", 1200, kLittle, X("feff 0041"), 1208, kLittle, B("A")},
+      {"a little-endian BOM", 17584, kBig, X("fffe 4100"), 1208, kLittle, B("A")},
+      {"UTF-16 byte swap", 1200, kBig, X("0041 d83d de00"), 1200, kLittle, X("4100 3dd8 00de")},
+      {"same order copies without the BOM", 1200, kBig, X("fffe 4100"), 1202, kLittle, X("4100")},
+      {"equal CCSIDs copy even bytes invalid in the set", 1208, kLittle, X("ffc3"), 1208, kLittle, X("ffc3")},
+      {"Mac Roman by its own name", 1275, kLittle, X("8e"), 1208, kLittle, X("c3a9")},
+      {"Mac Cyrillic", 1283, kLittle, X("80"), 1208, kLittle, X("d090")},
+      {"Japanese mixed EBCDIC with shifts", 1208, kLittle, X("41 e38182"), 930, kLittle, X("c1 0e 4481 0f")},
+      {"empty input", 37, kLittle, {}, 1208, kLittle, {}},
+  };
+  for (const Case& c : cases) {
+    const Converted r = Convert(c.from, c.from_enc, c.in, c.to, c.to_enc);
+    EXPECT_EQ(r.rc, xcsRC_OK) << c.what;
+    EXPECT_EQ(r.out, c.expected) << c.what;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Pairs, ConvertTableTest,
-    ::testing::Values(
-        Case{"EBCDIC 37 to UTF-8",
-             37,
-             kLittle,
-             {0xC8, 0x85, 0x93, 0x93, 0x96, 0x5A},
-             1208,
-             kLittle,
-             B("Hello!")},
-        Case{"UTF-8 to EBCDIC 37",
-             1208,
-             kLittle,
-             B("Hello!"),
-             37,
-             kLittle,
-             {0xC8, 0x85, 0x93, 0x93, 0x96, 0x5A}},
-        Case{"EBCDIC 500 differs from 37 at '!'", 1208, kLittle, B("!"), 500, kLittle, {0x4F}},
-        Case{"ISO-8859-1 to UTF-8", 819, kLittle, {'c', 0xE9}, 1208, kLittle, {'c', 0xC3, 0xA9}},
-        Case{"UTF-8 to UTF-16 big-endian",
-             1208,
-             kLittle,
-             {'A', 0xC3, 0xA9},
-             1200,
-             kBig,
-             {0x00, 0x41, 0x00, 0xE9}},
-        Case{"UTF-8 to UTF-16 little-endian",
-             1208,
-             kLittle,
-             {'A', 0xC3, 0xA9},
-             1200,
-             kLittle,
-             {0x41, 0x00, 0xE9, 0x00}},
-        Case{"UTF-16 big-endian to UTF-8",
-             13488,
-             kBig,
-             {0x00, 0x41, 0x20, 0xAC},
-             1208,
-             kLittle,
-             {'A', 0xE2, 0x82, 0xAC}},
-        Case{"a BOM overrides the encoding and is dropped",
-             1200,
-             kLittle,
-             {0xFE, 0xFF, 0x00, 0x41},
-             1208,
-             kLittle,
-             B("A")},
-        Case{"a little-endian BOM", 17584, kBig, {0xFF, 0xFE, 0x41, 0x00}, 1208, kLittle, B("A")},
-        Case{"UTF-16 byte swap",
-             1200,
-             kBig,
-             {0x00, 0x41, 0xD8, 0x3D, 0xDE, 0x00},
-             1200,
-             kLittle,
-             {0x41, 0x00, 0x3D, 0xD8, 0x00, 0xDE}},
-        Case{"same order copies without the BOM",
-             1200,
-             kBig,
-             {0xFF, 0xFE, 0x41, 0x00},
-             1202,
-             kLittle,
-             {0x41, 0x00}},
-        Case{"equal CCSIDs copy even bytes invalid in the set",
-             1208,
-             kLittle,
-             {0xFF, 0xC3},
-             1208,
-             kLittle,
-             {0xFF, 0xC3}},
-        Case{"Mac Roman by its own name", 1275, kLittle, {0x8E}, 1208, kLittle, {0xC3, 0xA9}},
-        Case{"Mac Cyrillic", 1283, kLittle, {0x80}, 1208, kLittle, {0xD0, 0x90}},
-        Case{"Japanese mixed EBCDIC with shifts",
-             1208,
-             kLittle,
-             {'A', 0xE3, 0x81, 0x82},
-             930,
-             kLittle,
-             {0xC1, 0x0E, 0x44, 0x81, 0x0F}},
-        Case{"empty input", 37, kLittle, {}, 1208, kLittle, {}}));
 
 TEST(ConvertTest, BufferTooSmallKeepsWholeCharacters) {
   struct {
@@ -143,25 +92,13 @@ TEST(ConvertTest, BufferTooSmallKeepsWholeCharacters) {
     Bytes fitted;
   } cases[] = {
       {"single byte target", 1208, B("abc"), 819, kLittle, 2, B("ab")},
-      {"two-byte UTF-8 char not split", 819, {'a', 0xE9}, 1208, kLittle, 2, B("a")},
-      {"UTF-16 unit not split", 37, {0xC1, 0xC2}, 1200, kBig, 3, {0x00, 0x41}},
-      {"surrogate pair not split",
-       1208,
-       {'a', 0xF0, 0x9F, 0x98, 0x80},
-       1200,
-       kLittle,
-       5,
-       {0x61, 0x00}},
-      {"DBCS pair and its shift not split", 1208, {'A', 0xE3, 0x81, 0x82}, 930, kLittle, 3, {0xC1}},
-      {"copy of UTF-8 stops on a boundary", 1208, {'a', 0xC3, 0xA9}, 1208, kLittle, 2, B("a")},
-      {"copy of UTF-16 keeps whole units",
-       1200,
-       {0x41, 0x00, 0x42, 0x00},
-       1200,
-       kLittle,
-       3,
-       {0x41, 0x00}},
-      {"nothing fits", 37, {0xC1}, 1208, kLittle, 0, {}},
+      {"two-byte UTF-8 char not split", 819, X("61 e9"), 1208, kLittle, 2, B("a")},
+      {"UTF-16 unit not split", 37, X("c1 c2"), 1200, kBig, 3, X("0041")},
+      {"surrogate pair not split", 1208, X("61 f09f9880"), 1200, kLittle, 5, X("6100")},
+      {"DBCS pair and its shift not split", 1208, X("41 e38182"), 930, kLittle, 3, X("c1")},
+      {"copy of UTF-8 stops on a boundary", 1208, X("61 c3a9"), 1208, kLittle, 2, B("a")},
+      {"copy of UTF-16 keeps whole units", 1200, X("4100 4200"), 1200, kLittle, 3, X("4100")},
+      {"nothing fits", 37, X("c1"), 1208, kLittle, 0, {}},
   };
   for (const auto& c : cases) {
     const Converted r = Convert(c.from, kLittle, c.in, c.to, c.to_enc, c.capacity);
@@ -179,22 +116,12 @@ TEST(ConvertTest, BadSourcesAndTargets) {
     int32_t to;
     xcsRC rc;
   } cases[] = {
-      {"invalid UTF-8", 1208, kLittle, {'a', 0xC3, 0x28}, 37, xcsRC_CONV_INVALID_SOURCE},
-      {"overlong UTF-8", 1208, kLittle, {0xC0, 0x80}, 819, xcsRC_CONV_INVALID_SOURCE},
-      {"UTF-8 ends inside a character",
-       1208,
-       kLittle,
-       {'a', 0xE2, 0x82},
-       37,
-       xcsRC_CONV_TRUNCATED_SOURCE},
-      {"odd-length UTF-16", 1200, kBig, {0x00, 0x41, 0x00}, 1208, xcsRC_CONV_TRUNCATED_SOURCE},
-      {"unpaired surrogate", 1200, kBig, {0xDC, 0x00, 0x00, 0x41}, 1208, xcsRC_CONV_INVALID_SOURCE},
-      {"euro sign has no Latin-1 byte",
-       1208,
-       kLittle,
-       {0xE2, 0x82, 0xAC},
-       819,
-       xcsRC_CONV_UNMAPPABLE},
+      {"invalid UTF-8", 1208, kLittle, X("61 c3 28"), 37, xcsRC_CONV_INVALID_SOURCE},
+      {"overlong UTF-8", 1208, kLittle, X("c080"), 819, xcsRC_CONV_INVALID_SOURCE},
+      {"UTF-8 ends inside a character", 1208, kLittle, X("61 e282"), 37, xcsRC_CONV_TRUNCATED_SOURCE},
+      {"odd-length UTF-16", 1200, kBig, X("0041 00"), 1208, xcsRC_CONV_TRUNCATED_SOURCE},
+      {"unpaired surrogate", 1200, kBig, X("dc00 0041"), 1208, xcsRC_CONV_INVALID_SOURCE},
+      {"euro sign has no Latin-1 byte", 1208, kLittle, X("e282ac"), 819, xcsRC_CONV_UNMAPPABLE},
       {"unsupported source 425", 425, kLittle, B("a"), 1208, xcsRC_CONV_NOT_SUPPORTED},
       {"unsupported target 425", 1208, kLittle, B("a"), 425, xcsRC_CONV_NOT_SUPPORTED},
       {"unsupported 9061 even when empty", 9061, kLittle, {}, 1208, xcsRC_CONV_NOT_SUPPORTED},
@@ -206,9 +133,10 @@ TEST(ConvertTest, BadSourcesAndTargets) {
     EXPECT_EQ(Convert(c.from, c.from_enc, c.in, c.to, kLittle).rc, c.rc) << c.what;
   }
 }
+// clang-format on
 
 TEST(ConvertTest, UnmappableReportsWhatWasConvertedBefore) {
-  const Converted r = Convert(1208, kLittle, {'a', 'b', 0xE2, 0x82, 0xAC, 'c'}, 819, kLittle);
+  const Converted r = Convert(1208, kLittle, X("6162 e282ac 63"), 819, kLittle);
   EXPECT_EQ(r.rc, xcsRC_CONV_UNMAPPABLE);
   EXPECT_EQ(r.out, B("ab"));
 }

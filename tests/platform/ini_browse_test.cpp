@@ -115,15 +115,13 @@ TEST_F(IniBrowseTest, StanzaNameMatchesLikeKeys) {
   EXPECT_EQ(seen_[0].code, xusEENDOFFILE);
 }
 
-TEST_F(IniBrowseTest, FinishAndCancel) {
+TEST_F(IniBrowseTest, FinishCancelAndAnswersThatAreNoInstruction) {
   EXPECT_EQ(Browse(nullptr, [](const Seen&) { return xusIFINISHBROWSE; }), xusSUCCESS);
   EXPECT_EQ(seen_.size(), 1u);  // no end-of-file call after finishing
   EXPECT_EQ(Browse(nullptr, [](const Seen&) { return xusICANCELBROWSE; }), xusECANCEL);
   EXPECT_EQ(seen_.size(), 1u);
   EXPECT_EQ(Browse("NoSuchStanza", [](const Seen&) { return xusICANCELBROWSE; }), xusECANCEL);
-}
-
-TEST_F(IniBrowseTest, AnswerThatIsNotAnInstructionFails) {
+  // An answer that is not an instruction fails the browse.
   EXPECT_EQ(Browse(nullptr, [](const Seen&) { return xusSUCCESS; }), xusEBROWSEFAILED);
   EXPECT_EQ(Browse("NoSuchStanza", [](const Seen&) { return 999; }), xusEBROWSEFAILED);
 }
@@ -146,16 +144,17 @@ TEST_F(IniBrowseTest, DeleteAndContinueRewritesWithoutThoseLines) {
   EXPECT_EQ(st.st_mode & 0777, 0640u);
 }
 
-TEST_F(IniBrowseTest, DeleteAndFinishStopsAfterTheDelete) {
+TEST_F(IniBrowseTest, DeleteAndFinishCancelAfterDeleteAndADeletedLastLine) {
+  // Delete and finish stops after the delete.
   EXPECT_EQ(Browse("DefaultQueueManager", [](const Seen&) { return xusIDELETE_AND_FINISH; }),
             xusSUCCESS);
   EXPECT_EQ(seen_.size(), 1u);
   std::string expected = kSample;
   expected.erase(expected.find("   Name=QM1\r\n"), 13);
   EXPECT_EQ(Read(), expected);
-}
 
-TEST_F(IniBrowseTest, CancelAfterDeleteLeavesTheFileAlone) {
+  // A cancel after a delete leaves the file alone.
+  Write(kSample);
   int calls = 0;
   EXPECT_EQ(Browse(nullptr,
                    [&calls](const Seen&) {
@@ -163,9 +162,8 @@ TEST_F(IniBrowseTest, CancelAfterDeleteLeavesTheFileAlone) {
                    }),
             xusECANCEL);
   EXPECT_EQ(Read(), kSample);
-}
 
-TEST_F(IniBrowseTest, LastLineWithoutNewlineCanBeDeleted) {
+  // A last line without a newline can go.
   Write("S:\n  A=1\n  B=2");
   EXPECT_EQ(Browse("S",
                    [](const Seen& s) {

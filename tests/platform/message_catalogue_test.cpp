@@ -118,12 +118,10 @@ TEST_F(MessageTest, CatalogueFileOverridesTheBuiltInOne) {
   Format(7215, nullptr, &rc);  // only in the built-in catalogue
   EXPECT_EQ(rc, xcsRC_MESSAGE_NOT_FOUND);
   std::remove(path.c_str());
-}
-
-TEST_F(MessageTest, UnreadableCatalogueFileFindsNothing) {
+  // An unreadable catalogue file finds nothing.
   ::setenv("ZXV_MSG_CATALOGUE", "/nonexistent/zxv.msg", 1);
   xcsClearEnvCache();
-  xcsRC rc = 0;
+  rc = 0;
   Format(7214, nullptr, &rc);
   EXPECT_EQ(rc, xcsRC_MESSAGE_NOT_FOUND);
 }
