@@ -9,22 +9,10 @@
 
 namespace {
 
-using Vec = std::vector<uint8_t>;
-
-Vec Ascii(const std::string& s) { return Vec(s.begin(), s.end()); }
-Vec Ebc(const std::string& s) {
-  Vec v;
-  for (char c : s) v.push_back(dctest::Ebcdic(c));
-  return v;
-}
-Vec Ucs2(const std::string& s, bool big) {
-  Vec v;
-  for (char c : s) {
-    v.push_back(big ? 0 : static_cast<uint8_t>(c));
-    v.push_back(big ? static_cast<uint8_t>(c) : 0);
-  }
-  return v;
-}
+using dctest::Ascii;
+using dctest::Ebc;
+using dctest::Utf16;
+using dctest::Vec;
 
 TEST(CharInteger, FixedFieldBetweenFamilies) {
   struct Case {
@@ -33,9 +21,9 @@ TEST(CharInteger, FixedFieldBetweenFamilies) {
   } cases[] = {
       {37, 273, 850, 546, Ebc(" -0042"), Ascii(" -0042")},
       {850, 546, 500, 273, Ascii("+17  "), Ebc("+17  ")},
-      {1208, 546, 1200, 273, Ascii("12"), Ucs2("12", true)},
-      {1200, 546, 37, 273, Ucs2("9 ", false), Ebc("9 ")},
-      {13488, 273, 13488, 546, Ucs2("-5", true), Ucs2("-5", false)},
+      {1208, 546, 1200, 273, Ascii("12"), Utf16("12", true)},
+      {1200, 546, 37, 273, Utf16("9 ", false), Ebc("9 ")},
+      {13488, 273, 13488, 546, Utf16("-5", true), Utf16("-5", false)},
   };
   for (const Case& c : cases) {
     Vec out(c.expected.size(), 0xEE);
@@ -107,7 +95,7 @@ TEST(CharInteger, VariableLengthStopsAtTheFirstNonDigit) {
             0);
   EXPECT_EQ(consumed, 4);
   EXPECT_EQ(written, 8);
-  EXPECT_EQ(out, Ucs2("-123", false));
+  EXPECT_EQ(out, Utf16("-123", false));
   // No digit at all, and no room.
   EXPECT_EQ(vxtConvertVarCharInt(37, 273, 850, 546, in.data() + 4, 3, out.data(), 8, &consumed,
                                  &written, &cc, &rc),

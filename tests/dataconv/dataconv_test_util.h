@@ -4,6 +4,7 @@
 // capture; environment switches.
 #pragma once
 
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -25,36 +26,36 @@ inline uint8_t Ebcdic(char c) {
   if (c >= 'J' && c <= 'R') return static_cast<uint8_t>(0xD1 + (c - 'J'));
   if (c >= 'S' && c <= 'Z') return static_cast<uint8_t>(0xE2 + (c - 'S'));
   if (c >= '0' && c <= '9') return static_cast<uint8_t>(0xF0 + (c - '0'));
-  switch (c) {
-    case ' ':
-      return 0x40;
-    case '.':
-      return 0x4B;
-    case '<':
-      return 0x4C;
-    case '(':
-      return 0x4D;
-    case '+':
-      return 0x4E;
-    case ')':
-      return 0x5D;
-    case '-':
-      return 0x60;
-    case '/':
-      return 0x61;
-    case ',':
-      return 0x6B;
-    case '_':
-      return 0x6D;
-    case '>':
-      return 0x6E;
-    case ':':
-      return 0x7A;
-    case '=':
-      return 0x7E;
-    default:
-      return 0x6F;  // '?': a character the tests do not use
+  static constexpr char kPunct[] = " .<(+)-/,_>:=*";
+  static constexpr uint8_t kCodes[] = {0x40, 0x4B, 0x4C, 0x4D, 0x4E, 0x5D, 0x60,
+                                       0x61, 0x6B, 0x6D, 0x6E, 0x7A, 0x7E, 0x5C};
+  for (size_t i = 0; i < sizeof kCodes; ++i) {
+    if (c == kPunct[i]) return kCodes[i];
   }
+  return 0x6F;  // '?': a character the tests do not use
+}
+
+using Vec = std::vector<uint8_t>;
+
+inline Vec Ascii(const std::string& s) { return Vec(s.begin(), s.end()); }
+inline Vec Ebc(const std::string& s) {
+  Vec v;
+  for (char c : s) v.push_back(Ebcdic(c));
+  return v;
+}
+// UTF-16 of ASCII text in either byte order.
+inline Vec Utf16(const std::string& s, bool big) {
+  Vec v;
+  for (char c : s) {
+    v.push_back(big ? 0 : static_cast<uint8_t>(c));
+    v.push_back(big ? static_cast<uint8_t>(c) : 0);
+  }
+  return v;
+}
+// The same as a string of bytes, for the PCF message builder.
+inline std::string EbcStr(const std::string& s) {
+  const Vec v = Ebc(s);
+  return std::string(v.begin(), v.end());
 }
 
 // How a structure is written: byte order, character family, and the
@@ -68,6 +69,7 @@ struct Form {
 inline constexpr Form kBigEbcdic{true, true, 273, 37};
 inline constexpr Form kLittleAscii{false, false, 546, 850};
 inline constexpr Form kLittleLatin1{false, false, 546, 819};
+inline constexpr Form kLittleUtf8{false, false, 546, 1208};
 
 class Bytes {
  public:
@@ -84,14 +86,6 @@ class Bytes {
     const uint16_t u = static_cast<uint16_t>(value);
     v_.push_back(static_cast<uint8_t>(form_.big ? u >> 8 : u));
     v_.push_back(static_cast<uint8_t>(form_.big ? u : u >> 8));
-    return *this;
-  }
-  Bytes& I64(int64_t value) {
-    const uint64_t u = static_cast<uint64_t>(value);
-    for (int i = 0; i < 8; ++i) {
-      const int shift = form_.big ? 56 - 8 * i : 8 * i;
-      v_.push_back(static_cast<uint8_t>(u >> shift));
-    }
     return *this;
   }
   // Text blank padded to `width` (0: its own length).
@@ -116,7 +110,6 @@ class Bytes {
   Bytes& Next(const std::string& format) {
     return I32(form_.encoding).I32(form_.ccsid).Text(format, 8);
   }
-  const Form& form() const { return form_; }
   const std::vector<uint8_t>& bytes() const { return v_; }
   size_t size() const { return v_.size(); }
 
@@ -130,6 +123,19 @@ inline std::vector<uint8_t> Counting(size_t n, uint8_t from) {
   std::vector<uint8_t> v(n);
   for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint8_t>(from + i);
   return v;
+}
+
+// A dead-letter header naming `next` as what follows, in the given encoding
+// and CCSID (kOwn: the header's own).
+inline constexpr int32_t kOwn = INT32_MIN;
+inline Bytes Dlh(const Form& f, const std::string& next, int32_t next_encoding = kOwn,
+                 int32_t next_ccsid = kOwn) {
+  Bytes b(f);
+  b.Text("DLH ").I32(1).I32(2053).Text("DEST.Q", 48).Text("QM2", 48);
+  b.I32(next_encoding != kOwn ? next_encoding : f.encoding);
+  b.I32(next_ccsid != kOwn ? next_ccsid : f.ccsid);
+  b.Text(next, 8).I32(11).Text("dlq", 28).Text("20240102", 8).Text("13000000", 8);
+  return b;
 }
 
 // Captures trace lines while alive (detail level).
@@ -151,12 +157,7 @@ class TraceCapture {
     }
     return false;
   }
-  size_t Count(const std::string& text) const {
-    size_t n = 0;
-    for (const auto& line : lines_) n += line.find(text) != std::string::npos ? 1 : 0;
-    return n;
-  }
-  const std::vector<std::string>& lines() const { return lines_; }
+  void Clear() { lines_.clear(); }
 
  private:
   static void Sink(void* context, const char* line) {

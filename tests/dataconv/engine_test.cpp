@@ -16,26 +16,32 @@ namespace {
 
 using dctest::Bytes;
 using dctest::Conversion;
+using dctest::Dlh;
 using dctest::Form;
 using dctest::kBigEbcdic;
 using dctest::kLittleAscii;
 using dctest::ScopedEnv;
 using dctest::TraceCapture;
-using Vec = std::vector<uint8_t>;
+using dctest::Vec;
 
-constexpr Form kLatin1{false, false, 546, 819};
-constexpr Form kUtf8{false, false, 546, 1208};
-
-Bytes Dlh(const Form& f, const std::string& next, int32_t next_encoding, int32_t next_ccsid) {
-  Bytes b(f);
-  b.Text("DLH ").I32(1).I32(2053).Text("DEST.Q", 48).Text("QM2", 48);
-  b.I32(next_encoding).I32(next_ccsid).Text(next, 8);
-  b.I32(11).Text("dlq", 28).Text("20240102", 8).Text("13000000", 8);
-  return b;
-}
-Bytes Dlh(const Form& f, const std::string& next) { return Dlh(f, next, f.encoding, f.ccsid); }
+constexpr Form kLatin1 = dctest::kLittleLatin1;
+constexpr Form kUtf8 = dctest::kLittleUtf8;
 
 Vec Text(const Form& f, const std::string& s) { return Bytes(f).Text(s).bytes(); }
+
+// Converts `length` bytes at the start of `buffer` where they are.
+VPICONVERTREQ InPlace(Vec& buffer, size_t length, const Form& from, const char* format) {
+  VPICONVERTREQ req{};
+  req.SourceEncoding = from.encoding;
+  req.SourceCCSID = from.ccsid;
+  req.TargetEncoding = from.big ? kLittleAscii.encoding : kBigEbcdic.encoding;
+  req.TargetCCSID = from.big ? kLittleAscii.ccsid : kBigEbcdic.ccsid;
+  std::memcpy(req.Format, format, 8);
+  req.DataLength = req.AvailableLength = static_cast<KWLONG>(length);
+  req.InBuffer = req.OutBuffer = buffer.data();
+  req.BufferLength = static_cast<KWLONG>(buffer.size());
+  return req;
+}
 
 class EngineTest : public ::testing::Test {
  protected:
@@ -45,36 +51,43 @@ class EngineTest : public ::testing::Test {
   ScopedEnv trace_switch_{"ZXV_TRACE_DATACONV", nullptr};
 };
 
-TEST_F(EngineTest, TraceSwitchDumpsWholeOrStartAndEnd) {
+TEST_F(EngineTest, TraceSwitchIsReadOnceAndDumpsWholeOrStartAndEnd) {
+  {
+    TraceCapture trace;
+    Conversion c(Vec(4, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
+    c.Run();
+    EXPECT_FALSE(trace.Has("Pre conversion"));
+    // Set behind the cache's back: the first answer stands.
+    setenv("ZXV_TRACE_DATACONV", "1", 1);
+    c.Run();
+    EXPECT_FALSE(trace.Has("Pre conversion"));
+  }
   ScopedEnv on("ZXV_TRACE_DATACONV", "1");
-  {
+  struct {
+    size_t length;
+    const char* present;
+    const char* absent;
+  } const cases[] = {
+      {128, "Message Data - all", "Message Data - start"},
+      {129, "Message Data - end", "Message Data - all"},
+      {0, "Message Data - AvailableLength <= 0 ", "Message Data - all"},
+  };
+  for (const auto& k : cases) {
     TraceCapture trace;
-    Conversion c(Vec(128, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 256);
+    Conversion c(Vec(k.length, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 256);
     EXPECT_EQ(c.Run(), 0);
-    EXPECT_TRUE(
-        trace.Has("Pre conversion - CompCode (0) - Reason (0) - Data Length (128) - "
-                  "Available Length (128) - Buffer Length (256)"));
-    EXPECT_TRUE(trace.Has("Message Data - all"));
-    EXPECT_FALSE(trace.Has("Message Data - start"));
-    EXPECT_TRUE(trace.Has("Post conversion - Data Length (128)"));
-  }
-  {
-    TraceCapture trace;
-    Conversion c(Vec(129, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 256);
-    EXPECT_EQ(c.Run(), 0);
-    EXPECT_FALSE(trace.Has("Message Data - all"));
-    EXPECT_TRUE(trace.Has("Message Data - start"));
-    EXPECT_TRUE(trace.Has("Message Data - end"));
-  }
-  {
-    TraceCapture trace;
-    Conversion c(Vec(), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
-    EXPECT_EQ(c.Run(), 0);
-    EXPECT_TRUE(trace.Has("Message Data - AvailableLength <= 0 "));
+    EXPECT_TRUE(trace.Has(k.present)) << k.length;
+    EXPECT_FALSE(trace.Has(k.absent)) << k.length;
+    if (k.length == 128) {
+      EXPECT_TRUE(
+          trace.Has("Pre conversion - CompCode (0) - Reason (0) - Data Length (128) - "
+                    "Available Length (128) - Buffer Length (256)"));
+      EXPECT_TRUE(trace.Has("Post conversion - Data Length (128)"));
+    }
   }
 }
 
-TEST_F(EngineTest, TransmissionHeaderIsDumped) {
+TEST_F(EngineTest, TransmissionHeaderAndTriggerMessageAreTraced) {
   TraceCapture trace;
   Bytes xqh(kBigEbcdic);
   xqh.Text("XQH ").I32(1).Text("Q", 48).Text("QM", 48).Text("MD  ").I32(1).Fill(16, 0);
@@ -82,22 +95,11 @@ TEST_F(EngineTest, TransmissionHeaderIsDumped) {
   Conversion c(xqh.bytes(), kBigEbcdic, kLittleAscii, "KWXMIT  ", 512);
   EXPECT_EQ(c.Run(), 0);
   EXPECT_TRUE(trace.Has("KWXQH Header (428 bytes)"));
-}
-
-TEST_F(EngineTest, TraceSwitchIsReadOnce) {
-  {
-    TraceCapture trace;
-    Conversion c(Vec(4, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
-    c.Run();
-    EXPECT_FALSE(trace.Has("Pre conversion"));
-  }
-  // Set behind the cache's back: the first answer stands.
-  setenv("ZXV_TRACE_DATACONV", "1", 1);
-  TraceCapture trace;
-  Conversion c(Vec(4, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
-  c.Run();
-  EXPECT_FALSE(trace.Has("Pre conversion"));
-  unsetenv("ZXV_TRACE_DATACONV");
+  Bytes tm(kBigEbcdic);
+  tm.Text("TM  ").I32(1).Text("Q", 48).Text("P", 48).Text("", 64).I32(2).Text("", 512);
+  Conversion t(tm.bytes(), kBigEbcdic, kLittleAscii, "KWTRIG  ", 1024);
+  EXPECT_EQ(t.Run(), 0);
+  EXPECT_TRUE(trace.Has("TM Eyecatcher TM  "));
 }
 
 TEST_F(EngineTest, FormatNamesCompareOverAllEightCharacters) {
@@ -154,13 +156,11 @@ TEST_F(EngineTest, NoUserExitsLeavesAUserFormatWithTheBuiltInStagesReason) {
 
   // Behind a header: the header is converted and names the data that kept
   // its source form.
-  Vec in = Dlh(kBigEbcdic, "MYFMT").bytes();
-  in.insert(in.end(), data.begin(), data.end());
-  Vec expected = Dlh(kLittleAscii, "MYFMT", kBigEbcdic.encoding, kBigEbcdic.ccsid).bytes();
-  expected.insert(expected.end(), data.begin(), data.end());
-  Conversion chained(in, kBigEbcdic, kLittleAscii, "KWDEAD  ", 256);
+  Conversion chained(Dlh(kBigEbcdic, "MYFMT").Raw(data).bytes(), kBigEbcdic, kLittleAscii,
+                     "KWDEAD  ", 256);
   EXPECT_EQ(chained.Run(), 0);
-  EXPECT_EQ(chained.Result(), expected);
+  EXPECT_EQ(chained.Result(),
+            Dlh(kLittleAscii, "MYFMT", kBigEbcdic.encoding, kBigEbcdic.ccsid).Raw(data).bytes());
   EXPECT_EQ(chained.req.ResultEncoding, kLittleAscii.encoding);
 }
 
@@ -197,6 +197,8 @@ std::vector<AsGivenCase> AsGivenCases() {
   bad_client.Text("host", 32).Text("user", 12).Text("pw", 8).Text("00").Fill(5, 0);
   Bytes long_mde(kBigEbcdic);
   long_mde.Text("MDE ").I32(2).I32(76).Next("KWSTR   ").I32(0).Fill(44, 0);
+  Bytes wrong_tm(kBigEbcdic);
+  wrong_tm.Text("MT  ").I32(1).Fill(676, 0x40);
   Bytes pcf_short(kBigEbcdic);
   pcf_short.I32(1).I32(36).I32(1);
   return {
@@ -217,6 +219,8 @@ std::vector<AsGivenCase> AsGivenCases() {
        512, KWRC_NOT_CONVERTED},
       {"fixed header of another length", long_mde.bytes(), kBigEbcdic, kLittleAscii, "KWHMDE  ",
        512, KWRC_NOT_CONVERTED},
+      {"trigger message without its eye-catcher", wrong_tm.bytes(), kBigEbcdic, kLittleAscii,
+       "KWTRIG  ", 1024, KWRC_FORMAT_ERROR},
       {"PCF header cut short", pcf_short.bytes(), kBigEbcdic, kLittleAscii, "KWPCF   ", 512,
        KWRC_NOT_CONVERTED},
       {"character without a mapping", Vec{'A', 0xE2, 0x82, 0xAC}, kUtf8, kLatin1, "KWSTR   ", 512,
@@ -244,29 +248,6 @@ TEST_F(EngineTest, FailuresLeaveTheDataAsGivenByteForByte) {
   }
 }
 
-TEST_F(EngineTest, BuiltInExitLeavesTheDataAsGivenToo) {
-  for (const AsGivenCase& c : AsGivenCases()) {
-    Vec in = c.data;
-    Vec out(c.room, 0xEE);
-    KWDXP dxp{};
-    std::memcpy(dxp.StrucId, KWDXP_STRUC_ID, 4);
-    dxp.Encoding = c.to.encoding;
-    dxp.CodedCharSetId = c.to.ccsid;
-    KWMD md{};
-    md.Encoding = c.from.encoding;
-    md.CodedCharSetId = c.from.ccsid;
-    std::memcpy(md.Format, c.format, 8);
-    EXPECT_EQ(vxKWXDX(&dxp, &md, static_cast<KWLONG>(in.size()), in.data(),
-                      static_cast<KWLONG>(out.size()), out.data()),
-              c.reason)
-        << c.what;
-    EXPECT_EQ(dxp.ExitResponse, KWXDR_CONVERSION_FAILED) << c.what;
-    EXPECT_EQ(md.Encoding, c.from.encoding) << c.what;
-    out.resize(static_cast<size_t>(dxp.DataLength));
-    EXPECT_EQ(out, c.data) << c.what;
-  }
-}
-
 TEST_F(EngineTest, TruncationAcceptedKeepsWhatFits) {
   // Four cent signs become eight bytes of UTF-8; six fit.
   Conversion c(Vec{0x4A, 0x4A, 0x4A, 0x4A}, kBigEbcdic, kUtf8, "KWSTR   ", 6);
@@ -276,15 +257,11 @@ TEST_F(EngineTest, TruncationAcceptedKeepsWhatFits) {
   EXPECT_EQ(c.Result(), (Vec{0xC2, 0xA2, 0xC2, 0xA2, 0xC2, 0xA2}));
 
   // A header and its text, cut inside the text.
-  Vec in = Dlh(kBigEbcdic, "KWSTR").bytes();
-  const Vec text = Text(kBigEbcdic, "HELLO");
-  in.insert(in.end(), text.begin(), text.end());
-  Vec full = Dlh(kLittleAscii, "KWSTR").bytes();
-  full.insert(full.end(), {'H', 'E', 'L'});
-  Conversion h(in, kBigEbcdic, kLittleAscii, "KWDEAD  ", KWDLH_LENGTH + 3);
+  Conversion h(Dlh(kBigEbcdic, "KWSTR").Text("HELLO").bytes(), kBigEbcdic, kLittleAscii, "KWDEAD  ",
+               KWDLH_LENGTH + 3);
   h.req.Options = KWGMO_ACCEPT_TRUNCATED_MSG;
   EXPECT_EQ(h.Run(), KWRC_TRUNCATED_MSG_ACCEPTED);
-  EXPECT_EQ(h.Result(), full);
+  EXPECT_EQ(h.Result(), Dlh(kLittleAscii, "KWSTR").Text("HEL").bytes());
 }
 
 TEST_F(EngineTest, PendingReasonOfTheGetStandsOnSuccess) {
@@ -297,58 +274,31 @@ TEST_F(EngineTest, PendingReasonOfTheGetStandsOnSuccess) {
   EXPECT_EQ(c.Result(), Text(kLittleAscii, "AB"));
 }
 
-TEST_F(EngineTest, ConvertsInPlace) {
-  Vec buffer = Dlh(kBigEbcdic, "KWSTR").bytes();
-  const Vec text = Text(kBigEbcdic, "IN PLACE");
-  buffer.insert(buffer.end(), text.begin(), text.end());
-  Vec expected = Dlh(kLittleAscii, "KWSTR").bytes();
-  const Vec ascii = Text(kLittleAscii, "IN PLACE");
-  expected.insert(expected.end(), ascii.begin(), ascii.end());
+TEST_F(EngineTest, ConvertsInPlaceAndPutsTheDataBackOnFailure) {
+  Vec buffer = Dlh(kBigEbcdic, "KWSTR").Text("IN PLACE").bytes();
+  const Vec expected = Dlh(kLittleAscii, "KWSTR").Text("IN PLACE").bytes();
   const size_t length = buffer.size();
   buffer.resize(length + 16, 0);
-  VPICONVERTREQ req{};
-  req.SourceEncoding = 273;
-  req.SourceCCSID = 37;
-  req.TargetEncoding = 546;
-  req.TargetCCSID = 850;
-  std::memcpy(req.Format, "KWDEAD  ", 8);
-  req.DataLength = req.AvailableLength = static_cast<KWLONG>(length);
-  req.InBuffer = buffer.data();
-  req.OutBuffer = buffer.data();
-  req.BufferLength = static_cast<KWLONG>(buffer.size());
+  VPICONVERTREQ req = InPlace(buffer, length, kBigEbcdic, "KWDEAD  ");
   EXPECT_EQ(vpiConvertData(&req), 0);
   EXPECT_EQ(Vec(buffer.begin(), buffer.begin() + req.DataLength), expected);
 
-  // In place and failing: the original bytes are back.
+  // Read as ASCII the header is cut short: the original bytes are back.
   Vec bad(buffer.begin(), buffer.begin() + 100);
   const Vec original = bad;
-  req.AvailableLength = req.DataLength = req.BufferLength = static_cast<KWLONG>(bad.size());
-  req.InBuffer = bad.data();
-  req.OutBuffer = bad.data();
-  req.SourceEncoding = 546;
-  req.SourceCCSID = 850;
-  req.CompCode = req.Reason = 0;
+  req = InPlace(bad, bad.size(), kLittleAscii, "KWDEAD  ");
   EXPECT_EQ(vpiConvertData(&req), KWRC_NOT_CONVERTED);
   EXPECT_EQ(bad, original);
-}
 
-TEST_F(EngineTest, StorageFailureOfTheInPlaceCopy) {
-  Vec buffer = Text(kBigEbcdic, "ABC");
-  const Vec original = buffer;
-  VPICONVERTREQ req{};
-  req.SourceEncoding = 273;
-  req.SourceCCSID = 37;
-  req.TargetEncoding = 546;
-  req.TargetCCSID = 850;
-  std::memcpy(req.Format, "KWSTR   ", 8);
-  req.DataLength = req.AvailableLength = req.BufferLength = 3;
-  req.InBuffer = req.OutBuffer = buffer.data();
+  // The in-place copy can fail for storage; so can the aside conversion
+  // that accepting truncation needs.
+  Vec abc = Text(kBigEbcdic, "ABC");
+  req = InPlace(abc, 3, kBigEbcdic, "KWSTR   ");
   xcsInjectAllocFailure(1, xcsRC_STORAGE_NOT_AVAILABLE, 0);
   EXPECT_EQ(vpiConvertData(&req), KWRC_STORAGE_NOT_AVAILABLE);
   xcsInjectAllocFailure(0, 0, 0);
   EXPECT_EQ(req.CompCode, KWCC_FAILED);
-  EXPECT_EQ(buffer, original);
-  // Truncation accepted converts aside: that allocation can fail too.
+  EXPECT_EQ(abc, Text(kBigEbcdic, "ABC"));
   Conversion c(Vec{0x4A, 0x4A}, kBigEbcdic, kUtf8, "KWSTR   ", 3);
   c.req.Options = KWGMO_ACCEPT_TRUNCATED_MSG;
   xcsInjectAllocFailure(1, xcsRC_RESOURCE_PROBLEM, 0);
@@ -368,41 +318,57 @@ TEST_F(EngineTest, RefusedArguments) {
   EXPECT_EQ(n.Run(), KWRC_BUFFER_ERROR);
 }
 
-TEST_F(EngineTest, BuiltInExitNeedsItsEyeCatcher) {
-  Vec in = Text(kBigEbcdic, "AB");
-  Vec out(8, 0xEE);
-  KWMD md{};
-  md.Encoding = 273;
-  md.CodedCharSetId = 37;
-  std::memcpy(md.Format, "KWSTR   ", 8);
-  KWDXP dxp{};
-  std::memcpy(dxp.StrucId, "DXP?", 4);
-  dxp.Encoding = 546;
-  dxp.CodedCharSetId = 850;
-  const KWDXP before = dxp;
-  EXPECT_EQ(vxKWXDX(&dxp, &md, 2, in.data(), 8, out.data()), KWRC_NOT_CONVERTED);
-  EXPECT_EQ(std::memcmp(&dxp, &before, sizeof dxp), 0);
-  EXPECT_EQ(out, Vec(8, 0xEE));
-  EXPECT_EQ(vxKWXDX(nullptr, &md, 2, in.data(), 8, out.data()), KWRC_NOT_CONVERTED);
-  std::memcpy(dxp.StrucId, KWDXP_STRUC_ID, 4);
-  EXPECT_EQ(vxKWXDX(&dxp, nullptr, 2, in.data(), 8, out.data()), KWRC_NOT_CONVERTED);
-  EXPECT_EQ(dxp.CompCode, KWCC_FAILED);
-  // No user exits behind the built-in one.
-  std::memcpy(md.Format, "ZXVSWAP ", 8);
-  EXPECT_EQ(vxKWXDX(&dxp, &md, 2, in.data(), 8, out.data()), KWRC_FORMAT_ERROR);
-}
+// vxKWXDX runs the same engine; what is its own is the parameter block.
+TEST_F(EngineTest, BuiltInExitAnswersThroughItsParameterBlock) {
+  struct Call {
+    KWDXP dxp{};
+    KWMD md{};
+    Vec in, out;
+    Call(const Vec& data, const char* format, size_t room) : in(data), out(room, 0xEE) {
+      std::memcpy(dxp.StrucId, KWDXP_STRUC_ID, 4);
+      dxp.Encoding = kLittleAscii.encoding;
+      dxp.CodedCharSetId = kLittleAscii.ccsid;
+      md.Encoding = kBigEbcdic.encoding;
+      md.CodedCharSetId = kBigEbcdic.ccsid;
+      std::memcpy(md.Format, format, 8);
+    }
+    KWLONG Run() {
+      return vxKWXDX(&dxp, &md, static_cast<KWLONG>(in.size()), in.data(),
+                     static_cast<KWLONG>(out.size()), out.data());
+    }
+  };
+  Call ok(Dlh(kBigEbcdic, "KWSTR").Text("AB").bytes(), "KWDEAD  ", 512);
+  EXPECT_EQ(ok.Run(), 0);
+  EXPECT_EQ(ok.dxp.ExitResponse, KWXDR_OK);
+  EXPECT_EQ(ok.md.Encoding, kLittleAscii.encoding);
+  EXPECT_EQ(ok.md.CodedCharSetId, kLittleAscii.ccsid);
+  ok.out.resize(static_cast<size_t>(ok.dxp.DataLength));
+  EXPECT_EQ(ok.out, Dlh(kLittleAscii, "KWSTR").Text("AB").bytes());
 
-TEST_F(EngineTest, TriggerMessageTracesItsEyeCatcher) {
-  TraceCapture trace;
-  Bytes tm(kBigEbcdic);
-  tm.Text("TM  ").I32(1).Text("Q", 48).Text("P", 48).Text("", 64).I32(2).Text("", 512);
-  Conversion c(tm.bytes(), kBigEbcdic, kLittleAscii, "KWTRIG  ", 1024);
-  EXPECT_EQ(c.Run(), 0);
-  EXPECT_TRUE(trace.Has("TM Eyecatcher TM  "));
-  Bytes wrong(kBigEbcdic);
-  wrong.Text("MT  ").I32(1).Fill(676, 0x40);
-  Conversion w(wrong.bytes(), kBigEbcdic, kLittleAscii, "KWTRIG  ", 1024);
-  EXPECT_EQ(w.Run(), KWRC_FORMAT_ERROR);
+  Vec cut = Dlh(kBigEbcdic, "KWSTR").bytes();
+  cut.resize(100);
+  Call failed(cut, "KWDEAD  ", 512);
+  EXPECT_EQ(failed.Run(), KWRC_NOT_CONVERTED);
+  EXPECT_EQ(failed.dxp.ExitResponse, KWXDR_CONVERSION_FAILED);
+  EXPECT_EQ(failed.md.Encoding, kBigEbcdic.encoding);
+  failed.out.resize(static_cast<size_t>(failed.dxp.DataLength));
+  EXPECT_EQ(failed.out, cut);
+
+  // No user exits behind the built-in one.
+  Call user(Text(kBigEbcdic, "AB"), "ZXVSWAP ", 8);
+  EXPECT_EQ(user.Run(), KWRC_FORMAT_ERROR);
+
+  // Without its eye-catcher the block is not touched.
+  Call stranger(Text(kBigEbcdic, "AB"), "KWSTR   ", 8);
+  std::memcpy(stranger.dxp.StrucId, "DXP?", 4);
+  const KWDXP before = stranger.dxp;
+  EXPECT_EQ(stranger.Run(), KWRC_NOT_CONVERTED);
+  EXPECT_EQ(std::memcmp(&stranger.dxp, &before, sizeof before), 0);
+  EXPECT_EQ(stranger.out, Vec(8, 0xEE));
+  EXPECT_EQ(vxKWXDX(nullptr, &ok.md, 2, ok.in.data(), 8, ok.out.data()), KWRC_NOT_CONVERTED);
+  EXPECT_EQ(vxKWXDX(&ok.dxp, nullptr, 2, ok.in.data(), 8, ok.out.data()), KWRC_NOT_CONVERTED);
+  EXPECT_EQ(ok.dxp.CompCode, KWCC_FAILED);
+  EXPECT_EQ(vxKWXDX(&ok.dxp, &ok.md, -1, ok.in.data(), 8, ok.out.data()), KWRC_BUFFER_LENGTH_ERROR);
 }
 
 }  // namespace

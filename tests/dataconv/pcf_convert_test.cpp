@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dataconv/pcf_message_builder.h"
+#include "dataconv_test_util.h"
 #include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxcs2/xcs_message.h"
 #include "zxvxcs2/xcs_trace.h"
@@ -23,26 +24,7 @@ using zxv::testing::kBigEndian;
 using zxv::testing::kLittleEndian;
 using zxv::testing::PcfMessage;
 
-// ASCII letters, digits, blank, '.' and '*' in EBCDIC CCSID 37 (and 500).
-std::string Ebcdic(std::string_view ascii) {
-  std::string out;
-  for (char c : ascii) {
-    char e = 0;
-    if (c >= 'A' && c <= 'I') e = static_cast<char>(0xC1 + (c - 'A'));
-    if (c >= 'J' && c <= 'R') e = static_cast<char>(0xD1 + (c - 'J'));
-    if (c >= 'S' && c <= 'Z') e = static_cast<char>(0xE2 + (c - 'S'));
-    if (c >= 'a' && c <= 'i') e = static_cast<char>(0x81 + (c - 'a'));
-    if (c >= 'j' && c <= 'r') e = static_cast<char>(0x91 + (c - 'j'));
-    if (c >= 's' && c <= 'z') e = static_cast<char>(0xA2 + (c - 's'));
-    if (c >= '0' && c <= '9') e = static_cast<char>(0xF0 + (c - '0'));
-    if (c == ' ') e = '\x40';
-    if (c == '.') e = '\x4B';
-    if (c == '*') e = '\x5C';
-    EXPECT_NE(e, 0) << "no EBCDIC byte for '" << c << "' in this test";
-    out.push_back(e);
-  }
-  return out;
-}
+std::string Ebcdic(const std::string& ascii) { return dctest::EbcStr(ascii); }
 
 // German letters in the three CCSIDs of the tests.
 struct Umlauts {
@@ -102,24 +84,7 @@ std::string Hex(const std::string& s) {
 
 class PcfConvertTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    saved_level_ = xtrLevel;
-    xtrSetSink(&PcfConvertTest::Collect, &trace_);
-    xtrSetLevel(XTR_LEVEL_DETAIL);
-  }
-  void TearDown() override {
-    xtrSetLevel(saved_level_);
-    xtrSetSink(nullptr, nullptr);
-  }
-  static void Collect(void* context, const char* line) {
-    static_cast<std::vector<std::string>*>(context)->push_back(line);
-  }
-  bool Traced(std::string_view text) const {
-    for (const std::string& line : trace_) {
-      if (line.find(text) != std::string::npos) return true;
-    }
-    return false;
-  }
+  bool Traced(const std::string& text) const { return trace_.Has(text); }
   // Asserts the shape of a refusal: the reason, and the output holding the
   // message exactly as it was given.
   static void ExpectRefused(const Result& r, const std::string& in, KWLONG reason) {
@@ -128,8 +93,7 @@ class PcfConvertTest : public ::testing::Test {
     EXPECT_EQ(Hex(r.data), Hex(in)) << "the data must come back as it was given";
   }
 
-  std::vector<std::string> trace_;
-  int saved_level_ = 0;
+  dctest::TraceCapture trace_;
 };
 
 // The message of a big-endian EBCDIC sender: every parameter type, strings
@@ -226,107 +190,91 @@ TEST_F(PcfConvertTest, LocalMessageConvertsBackToTheSendersBytes) {
   EXPECT_EQ(Hex(back.data), Hex(sent));
 }
 
-TEST_F(PcfConvertTest, ByteOrderOnlyLeavesStringsAlone) {
-  const std::string sent = Message(kBigEndian, SenderStrings(), '\x40').bytes();
-  const Result same = Convert(sent, 273, KWCCSI_EBCDIC_US, 273, KWCCSI_EBCDIC_US);
-  ASSERT_EQ(same.reason, KWRC_NONE);
-  EXPECT_EQ(Hex(same.data), Hex(sent));
-
-  const Result swapped = Convert(sent, 273, KWCCSI_EBCDIC_US, KWENC_NATIVE, KWCCSI_EBCDIC_US);
-  ASSERT_EQ(swapped.reason, KWRC_NONE);
-  EXPECT_EQ(Hex(swapped.data), Hex(Message(kLittleEndian, SenderStrings(), '\x40').bytes()));
-}
-
-TEST_F(PcfConvertTest, TwoByteStringsFollowTheMessagesByteOrder) {
-  // "AB" in UTF-16: two characters, four bytes, shrinking to two.
-  for (const bool big : {kBigEndian, kLittleEndian}) {
-    SCOPED_TRACE(big ? "big-endian" : "little-endian");
-    PcfMessage sent(big);
-    sent.Header(1).String(10, KWCCSI_UTF16,
-                          big ? std::string("\0A\0B", 4) : std::string("A\0B\0", 4));
-    PcfMessage expected(kLittleEndian);
-    expected.Header(1).String(10, KWCCSI_UTF8, "AB");
-    const Result r = Convert(sent.bytes(), big ? 273 : 546, KWCCSI_EBCDIC_US, 546, KWCCSI_UTF8);
+// Small messages whose conversion must give exactly the bytes built for the
+// target: byte order alone, two-byte strings, a bare header, bytes after the
+// last parameter, and a list of empty strings that says it has very many.
+TEST_F(PcfConvertTest, SmallMessagesAreByteExact) {
+  struct Case {
+    const char* what;
+    PcfMessage sent;
+    KWLONG from_encoding, from_ccsid, to_encoding, to_ccsid;
+    PcfMessage expected;
+  };
+  const auto msg = [](bool big) { return PcfMessage(big); };
+  std::vector<Case> cases = {
+      {"same forms", Message(kBigEndian, SenderStrings(), '\x40'), 273, 37, 273, 37,
+       Message(kBigEndian, SenderStrings(), '\x40')},
+      {"byte order only", Message(kBigEndian, SenderStrings(), '\x40'), 273, 37, 546, 37,
+       Message(kLittleEndian, SenderStrings(), '\x40')},
+      {"UTF-16 big-endian",
+       msg(kBigEndian).Header(1).String(10, KWCCSI_UTF16, std::string("\0A\0B", 4)), 273, 37, 546,
+       KWCCSI_UTF8, msg(kLittleEndian).Header(1).String(10, KWCCSI_UTF8, "AB")},
+      {"UTF-16 little-endian",
+       msg(kLittleEndian).Header(1).String(10, KWCCSI_UTF16, std::string("A\0B\0", 4)), 546, 37,
+       546, KWCCSI_UTF8, msg(kLittleEndian).Header(1).String(10, KWCCSI_UTF8, "AB")},
+      {"header alone", msg(kBigEndian).Header(7, KWCFT_RESPONSE, 0), 273, 37, 546, 850,
+       msg(kLittleEndian).Header(7, KWCFT_RESPONSE, 0)},
+      {"bytes after the last parameter",
+       msg(kBigEndian).Header(1).Integer(5, 6).Raw("\xC1\xC2\xC3"), 273, 37, 546, 850,
+       msg(kLittleEndian).Header(1).Integer(5, 6).Raw("\xC1\xC2\xC3")},
+      {"many empty strings",
+       msg(kBigEndian).Header(1).StringList(9, 37, 0, {}).Patch32(52, 0x7FFFFFFF), 273, 37, 546,
+       850, msg(kLittleEndian).Header(1).StringList(9, 850, 0, {}).Patch32(52, 0x7FFFFFFF)},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const Result r =
+        Convert(c.sent.bytes(), c.from_encoding, c.from_ccsid, c.to_encoding, c.to_ccsid);
     ASSERT_EQ(r.reason, KWRC_NONE);
-    EXPECT_EQ(Hex(r.data), Hex(expected.bytes()));
+    EXPECT_EQ(Hex(r.data), Hex(c.expected.bytes()));
   }
 }
 
-TEST_F(PcfConvertTest, HeaderAloneWithNoParametersConverts) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(7, KWCFT_RESPONSE, 0);
-  ASSERT_EQ(sent.size(), 36u);
-  PcfMessage expected(kLittleEndian);
-  expected.Header(7, KWCFT_RESPONSE, 0);
-  const Result r = Convert(sent.bytes(), 273, 37, 546, 850);
-  ASSERT_EQ(r.reason, KWRC_NONE);
-  EXPECT_EQ(Hex(r.data), Hex(expected.bytes()));
-}
-
-TEST_F(PcfConvertTest, BytesAfterTheLastParameterGoAsTheyAre) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1).Integer(5, 6).Raw("\xC1\xC2\xC3");
-  PcfMessage expected(kLittleEndian);
-  expected.Header(1).Integer(5, 6).Raw("\xC1\xC2\xC3");
-  const Result r = Convert(sent.bytes(), 273, 37, 546, 850);
-  ASSERT_EQ(r.reason, KWRC_NONE);
-  EXPECT_EQ(Hex(r.data), Hex(expected.bytes()));
-}
-
-TEST_F(PcfConvertTest, ListOfEmptyStringsCostsNothingPerString) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1).StringList(9, 37, 0, {}).Patch32(36 + 16, 0x7FFFFFFF);
-  PcfMessage expected(kLittleEndian);
-  expected.Header(1).StringList(9, 850, 0, {}).Patch32(36 + 16, 0x7FFFFFFF);
-  const Result r = Convert(sent.bytes(), 273, 37, 546, 850);
-  ASSERT_EQ(r.reason, KWRC_NONE);
-  EXPECT_EQ(Hex(r.data), Hex(expected.bytes()));
-}
-
-TEST_F(PcfConvertTest, ShortHeaderIsRefused) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1, 1, 0);
-  const std::string in = sent.bytes().substr(0, 35);
-  ExpectRefused(Convert(in, 273, 37, 546, 850), in, KWRC_NOT_CONVERTED);
-  EXPECT_TRUE(Traced("Buffer too small for complete PCF header. Len=35"));
-}
-
-TEST_F(PcfConvertTest, HeaderLengthOtherThan36IsRefusedWithMessage7924) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1, 1, 0).Raw32(0).Patch32(4, 40);
-  const uint32_t shown = xcsDisplayedMessageCount();
-  ExpectRefused(Convert(sent.bytes(), 273, 37, 546, 850), sent.bytes(), KWRC_NOT_CONVERTED);
-  ASSERT_EQ(xcsDisplayedMessageCount(), shown + 1);
-  char text[512];
-  xcsLastDisplayedMessage(text, sizeof text);
-  EXPECT_NE(std::string(text).find("ZXV7924"), std::string::npos) << text;
-  EXPECT_NE(std::string(text).find("40"), std::string::npos) << text;
-}
-
-TEST_F(PcfConvertTest, NegativeParameterCountIsRefusedWithMessage7926) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1, 1, 0).Patch32(32, -1);
-  const uint32_t shown = xcsDisplayedMessageCount();
-  ExpectRefused(Convert(sent.bytes(), 273, 37, 546, 850), sent.bytes(), KWRC_NOT_CONVERTED);
-  ASSERT_EQ(xcsDisplayedMessageCount(), shown + 1);
-  char text[512];
-  xcsLastDisplayedMessage(text, sizeof text);
-  EXPECT_NE(std::string(text).find("ZXV7926"), std::string::npos) << text;
-}
-
-TEST_F(PcfConvertTest, ParameterOneBytePastTheDataIsIncomplete) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1).Integer(1, 1).Integer(2, 2);
-  const std::string in = sent.bytes().substr(0, sent.size() - 1);
-  ExpectRefused(Convert(in, 273, 37, 546, 850), in, KWRC_NOT_CONVERTED);
-  EXPECT_TRUE(Traced("Incomplete PCF header @2. Len=16 Index=1"));
-}
-
-TEST_F(PcfConvertTest, MoreParametersCountedThanPresentIsIncomplete) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1, 1, 2).Integer(1, 1);
-  ExpectRefused(Convert(sent.bytes(), 273, 37, 546, 850), sent.bytes(), KWRC_NOT_CONVERTED);
-  EXPECT_TRUE(Traced("Incomplete PCF header @2. Len=0 Index=1"));
+// Damaged headers and counts: each refused with the data as given, and with
+// its trace line or catalogue message.
+TEST_F(PcfConvertTest, BadHeadersAndCountsAreRefused) {
+  PcfMessage two(kBigEndian);
+  two.Header(1).Integer(1, 1).Integer(2, 2);
+  const std::string& g = two.bytes();
+  PcfMessage unknown(kBigEndian);
+  unknown.Header(1, 1, 2).Integer(1, 1).Raw32(99).Raw32(16).Raw32(3).Raw32(4);
+  struct Case {
+    const char* what;
+    std::string in;
+    const char* trace;    // or null
+    const char* message;  // catalogue message and an insert, or null
+    const char* insert;
+  };
+  const Case cases[] = {
+      {"short header", g.substr(0, 35), "Buffer too small for complete PCF header. Len=35", nullptr,
+       nullptr},
+      {"header length 40", PcfMessage(kBigEndian).Header(1, 1, 0).Raw32(0).Patch32(4, 40).bytes(),
+       nullptr, "ZXV7924", "40"},
+      {"negative parameter count", PcfMessage(kBigEndian).Header(1, 1, 0).Patch32(32, -1).bytes(),
+       nullptr, "ZXV7926", ""},
+      {"parameter one byte past the data", g.substr(0, g.size() - 1),
+       "Incomplete PCF header @2. Len=16 Index=1", nullptr, nullptr},
+      {"more parameters counted than present",
+       PcfMessage(kBigEndian).Header(1, 1, 2).Integer(1, 1).bytes(),
+       "Incomplete PCF header @2. Len=0 Index=1", nullptr, nullptr},
+      {"unknown type", unknown.bytes(), nullptr, "ZXV7927", "99"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    trace_.Clear();
+    const uint32_t shown = xcsDisplayedMessageCount();
+    ExpectRefused(Convert(c.in, 273, 37, 546, 850), c.in, KWRC_NOT_CONVERTED);
+    if (c.trace != nullptr) {
+      EXPECT_TRUE(Traced(c.trace)) << c.trace;
+    }
+    if (c.message != nullptr) {
+      ASSERT_EQ(xcsDisplayedMessageCount(), shown + 1);
+      char text[512];
+      xcsLastDisplayedMessage(text, sizeof text);
+      EXPECT_NE(std::string(text).find(c.message), std::string::npos) << text;
+      EXPECT_NE(std::string(text).find(c.insert), std::string::npos) << text;
+    }
+  }
 }
 
 // The second parameter (index 1) of each message is damaged in its length or
@@ -371,7 +319,7 @@ TEST_F(PcfConvertTest, BadLengthsAreRefused) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    trace_.clear();
+    trace_.Clear();
     PcfMessage sent(kBigEndian);
     sent.Header(1, 1, 2).Integer(1, 1);
     c.damage(sent);
@@ -380,18 +328,6 @@ TEST_F(PcfConvertTest, BadLengthsAreRefused) {
         "Bad length in PCF header @1. Len=" + std::to_string(c.traced_length) + " Index=1";
     EXPECT_TRUE(Traced(line)) << line;
   }
-}
-
-TEST_F(PcfConvertTest, UnknownTypeIsRefusedWithMessage7927) {
-  PcfMessage sent(kBigEndian);
-  sent.Header(1, 1, 2).Integer(1, 1).Raw32(99).Raw32(16).Raw32(3).Raw32(4);
-  const uint32_t shown = xcsDisplayedMessageCount();
-  ExpectRefused(Convert(sent.bytes(), 273, 37, 546, 850), sent.bytes(), KWRC_NOT_CONVERTED);
-  ASSERT_EQ(xcsDisplayedMessageCount(), shown + 1);
-  char text[512];
-  xcsLastDisplayedMessage(text, sizeof text);
-  EXPECT_NE(std::string(text).find("ZXV7927"), std::string::npos) << text;
-  EXPECT_NE(std::string(text).find("99"), std::string::npos) << text;
 }
 
 TEST_F(PcfConvertTest, StringsThatDoNotConvertAreRefused) {

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,13 +48,7 @@ class PcfMessage {
   }
   // A string padded to a multiple of 4 with `pad`.
   PcfMessage& String(int32_t id, int32_t ccsid, std::string_view text, char pad = '\0') {
-    Top();
-    const size_t length = Padded(20 + text.size());
-    I32(4), I32(static_cast<int32_t>(length)), I32(id), I32(ccsid);
-    I32(static_cast<int32_t>(text.size()));
-    Append(text);
-    Fill(length - 20 - text.size(), pad);
-    return *this;
+    return WithValue({4, 0, id, ccsid, static_cast<int32_t>(text.size())}, text, pad);
   }
   PcfMessage& IntegerList(int32_t id, const std::vector<int32_t>& values) {
     Top();
@@ -74,12 +69,7 @@ class PcfMessage {
     return *this;
   }
   PcfMessage& Bytes(int32_t id, std::string_view value, char pad = '\0') {
-    Top();
-    const size_t length = Padded(16 + value.size());
-    I32(9), I32(static_cast<int32_t>(length)), I32(id), I32(static_cast<int32_t>(value.size()));
-    Append(value);
-    Fill(length - 16 - value.size(), pad);
-    return *this;
+    return WithValue({9, 0, id, static_cast<int32_t>(value.size())}, value, pad);
   }
   PcfMessage& IntegerFilter(int32_t id, int32_t op, int32_t value) {
     Top();
@@ -88,22 +78,10 @@ class PcfMessage {
   }
   PcfMessage& StringFilter(int32_t id, int32_t op, int32_t ccsid, std::string_view value,
                            char pad = '\0') {
-    Top();
-    const size_t length = Padded(24 + value.size());
-    I32(14), I32(static_cast<int32_t>(length)), I32(id), I32(op), I32(ccsid);
-    I32(static_cast<int32_t>(value.size()));
-    Append(value);
-    Fill(length - 24 - value.size(), pad);
-    return *this;
+    return WithValue({14, 0, id, op, ccsid, static_cast<int32_t>(value.size())}, value, pad);
   }
   PcfMessage& BytesFilter(int32_t id, int32_t op, std::string_view value, char pad = '\0') {
-    Top();
-    const size_t length = Padded(20 + value.size());
-    I32(15), I32(static_cast<int32_t>(length)), I32(id), I32(op);
-    I32(static_cast<int32_t>(value.size()));
-    Append(value);
-    Fill(length - 20 - value.size(), pad);
-    return *this;
+    return WithValue({15, 0, id, op, static_cast<int32_t>(value.size())}, value, pad);
   }
   // A group header; its `count` members are the next structures appended
   // (they do not count as top-level parameters).
@@ -149,6 +127,19 @@ class PcfMessage {
 
  private:
   static size_t Padded(size_t n) { return (n + 3) / 4 * 4; }
+
+  // A structure of the 32-bit `fields` (the second, its length, filled in
+  // here) followed by `value` padded to a multiple of 4 with `pad`.
+  PcfMessage& WithValue(std::initializer_list<int32_t> fields, std::string_view value, char pad) {
+    Top();
+    const size_t fixed = 4 * fields.size();
+    const size_t length = Padded(fixed + value.size());
+    int k = 0;
+    for (int32_t f : fields) I32(k++ == 1 ? static_cast<int32_t>(length) : f);
+    Append(value);
+    Fill(length - fixed - value.size(), pad);
+    return *this;
+  }
 
   // A structure at the top level raises the header's count; a group member
   // uses up one of its group's members instead.

@@ -17,7 +17,7 @@ using dctest::Conversion;
 using dctest::kBigEbcdic;
 using dctest::kLittleAscii;
 using dctest::ScopedEnv;
-using Vec = std::vector<uint8_t>;
+using dctest::Vec;
 
 class UserExitTest : public ::testing::Test {
  protected:
@@ -41,21 +41,10 @@ TEST_F(UserExitTest, ExitNamedAfterTheFormatConverts) {
 }
 
 TEST_F(UserExitTest, ExitConvertsWhatFollowsAHeader) {
-  auto dlh = [](const dctest::Form& f) {
-    Bytes b(f);
-    b.Text("DLH ").I32(1).I32(2053).Text("DEST.Q", 48).Text("QM2", 48).Next("ZXVSWAP ");
-    b.I32(11).Text("dlq", 28).Text("20240102", 8).Text("13000000", 8);
-    return b.bytes();
-  };
-  Vec in = dlh(kBigEbcdic);
-  const Vec ints = Ints(true, {7, 8});
-  in.insert(in.end(), ints.begin(), ints.end());
-  Vec expected = dlh(kLittleAscii);
-  const Vec converted = Ints(false, {7, 8});
-  expected.insert(expected.end(), converted.begin(), converted.end());
+  const Vec in = dctest::Dlh(kBigEbcdic, "ZXVSWAP").Raw(Ints(true, {7, 8})).bytes();
   Conversion c(in, kBigEbcdic, kLittleAscii, "KWDEAD  ", 512);
   EXPECT_EQ(c.Run(), 0);
-  EXPECT_EQ(c.Result(), expected);
+  EXPECT_EQ(c.Result(), dctest::Dlh(kLittleAscii, "ZXVSWAP").Raw(Ints(false, {7, 8})).bytes());
 }
 
 TEST_F(UserExitTest, ExitFailureReasonsAndTruncation) {
