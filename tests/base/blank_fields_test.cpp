@@ -74,13 +74,6 @@ TEST(CvtKWUser2Str, DropsOnlyTrailingBlanksAndKeepsByteZero) {
   }
 }
 
-TEST(CvtKWUser2Str, ZeroWidthGivesEmptyString) {
-  char out[2] = {'x', 'y'};
-  zutCvtKWUser2Str("abc", out, 0);
-  EXPECT_EQ(out[0], '\0');
-  EXPECT_EQ(out[1], 'y');
-}
-
 TEST(CvtKWNameFromStr, PadsWithBlanksAndCutsAtWidth) {
   struct Case {
     std::string src;
@@ -143,8 +136,11 @@ TEST(IsItBlank, BlankUpToNulOrFortyEightBytes) {
   }
 }
 
-TEST(BlankFields, NullArgumentsAreHarmless) {
+TEST(BlankFields, NullArgumentsAndZeroWidthsAreHarmless) {
   char out[4] = "xy";
+  zutCvtKWUser2Str("abc", out, 0);  // an empty string, nothing more written
+  EXPECT_EQ(out[0], '\0');
+  EXPECT_EQ(out[1], 'y');
   zutCvtKWNameFromStr(nullptr, out, 3);
   EXPECT_EQ(std::string(out, 3), "   ");
   zutCvtKWName2Str(nullptr, out, 3);

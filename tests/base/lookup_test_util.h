@@ -1,15 +1,15 @@
 // Helpers shared by the lookup table tests: a fixture that makes a table and
 // checks at the end that it was freed without a leak, a view of the table
-// header, the last failure record, and a trace capture.
+// header, and the last failure record.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "base/lookup_table_internal.h"
+#include "tests/base/trace_capture.h"
 #include "zxvxcs2/xcs_erdp.h"
 #include "zxvxcs2/xcs_memory.h"
 #include "zxvxcs2/xcs_trace.h"
@@ -34,34 +34,7 @@ inline FailureRecord LastFailureRecord() {
   return r;
 }
 
-// Collects trace lines while alive.
-class TraceCapture {
- public:
-  TraceCapture() {
-    xtrSetSink(&TraceCapture::Sink, this);
-    xtrSetLevel(XTR_LEVEL_FLOW);
-  }
-  ~TraceCapture() {
-    xtrSetLevel(XTR_LEVEL_OFF);
-    xtrSetSink(nullptr, nullptr);
-  }
-  bool Contains(const std::string& text) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    for (const std::string& line : lines_) {
-      if (line.find(text) != std::string::npos) return true;
-    }
-    return false;
-  }
-
- private:
-  static void Sink(void* context, const char* line) {
-    auto* self = static_cast<TraceCapture*>(context);
-    std::lock_guard<std::mutex> lock(self->mutex_);
-    self->lines_.emplace_back(line);
-  }
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
+using base_test::TraceCapture;
 
 // A table of capacity 2 and load factor 0.75 per test; TearDown frees it
 // and checks that every block the test made has been given back.

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/rc_byte_map.h"
-#include "zxvxcs2/xcs_trace.h"
+#include "tests/base/trace_capture.h"
 #include "zxvxzu/names.h"
 
 namespace {
@@ -72,34 +72,15 @@ TEST(MapRC, EveryTableRowRoundTrips) {
   }
 }
 
-std::vector<std::string>* g_lines = nullptr;
-
-void Capture(void*, const char* line) {
-  if (g_lines != nullptr) g_lines->push_back(line);
-}
-
-bool AnyLineHas(const std::vector<std::string>& lines, const std::string& text) {
-  for (const std::string& l : lines) {
-    if (l.find(text) != std::string::npos) return true;
-  }
-  return false;
-}
-
 TEST(MapRC, DetailTraceLines) {
-  std::vector<std::string> lines;
-  g_lines = &lines;
-  xtrSetSink(Capture, nullptr);
-  xtrSetLevel(XTR_LEVEL_FLOW);
+  base_test::TraceCapture trace;
   To8(0x40007072);
-  EXPECT_FALSE(AnyLineHas(lines, "zutMapRCTo8bit: in="));  // detail only
+  EXPECT_FALSE(trace.Contains("zutMapRCTo8bit: in="));  // detail only
   xtrSetLevel(XTR_LEVEL_DETAIL);
   To8(0x40007072);
   From8(0x72);
-  xtrSetLevel(XTR_LEVEL_OFF);
-  xtrSetSink(nullptr, nullptr);
-  g_lines = nullptr;
-  EXPECT_TRUE(AnyLineHas(lines, "zutMapRCTo8bit: in=0x40007072 out=114(0x00000072)"));
-  EXPECT_TRUE(AnyLineHas(lines, "114 mapped to 1073770610"));
+  EXPECT_TRUE(trace.Contains("zutMapRCTo8bit: in=0x40007072 out=114(0x00000072)"));
+  EXPECT_TRUE(trace.Contains("114 mapped to 1073770610"));
   zutMapRCTo8bit(nullptr);  // ignored
   zutMapRCFrom8bit(nullptr);
 }

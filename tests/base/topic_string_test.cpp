@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/base/trace_capture.h"
 #include "zxvxcs2/xcs_base.h"
 #include "zxvxcs2/xcs_erdp.h"
 #include "zxvxcs2/xcs_memory.h"
@@ -28,36 +29,20 @@ const std::vector<StorageCase> kStorageCases = {
     {kOddAllocatorCode, KWRC_UNEXPECTED_ERROR},
 };
 
-std::vector<std::string>* g_lines = nullptr;
-void Capture(void*, const char* line) {
-  if (g_lines != nullptr) g_lines->push_back(line);
-}
-
 // Checks that every test frees what it was given, and captures trace lines.
 class TopicTest : public ::testing::Test {
  protected:
   void SetUp() override {
     outstanding_ = xcsOutstandingBlocks();
     records_ = xcsFailureRecordCount();
-    g_lines = &lines_;
-    xtrSetSink(Capture, nullptr);
-    xtrSetLevel(XTR_LEVEL_DETAIL);
   }
   void TearDown() override {
     xcsInjectAllocFailure(0, 0, 0);
-    xtrSetLevel(XTR_LEVEL_OFF);
-    xtrSetSink(nullptr, nullptr);
-    g_lines = nullptr;
     EXPECT_EQ(xcsOutstandingBlocks(), outstanding_) << "leaked blocks";
   }
 
   uint32_t NewRecords() const { return xcsFailureRecordCount() - records_; }
-  bool Traced(const std::string& text) const {
-    for (const std::string& l : lines_) {
-      if (l.find(text) != std::string::npos) return true;
-    }
-    return false;
-  }
+  bool Traced(const std::string& text) const { return trace_.Contains(text); }
 
   struct Escaped {
     ZXVRC rc;
@@ -96,7 +81,7 @@ class TopicTest : public ::testing::Test {
     return l;
   }
 
-  std::vector<std::string> lines_;
+  base_test::TraceCapture trace_{XTR_LEVEL_DETAIL};
 
  private:
   int64_t outstanding_ = 0;
@@ -154,22 +139,6 @@ TEST_F(TopicTest, EscapeEmptyOrMissingString) {
   EXPECT_EQ(out, text);
 }
 
-TEST_F(TopicTest, EscapeAllocationFailureMapsAllocatorCodes) {
-  for (const StorageCase& s : kStorageCases) {
-    const uint32_t records_before = NewRecords();
-    xcsInjectAllocFailure(1, s.code, 0);
-    Escaped e = Escape("a*b");
-    xcsInjectAllocFailure(0, 0, 0);
-    EXPECT_EQ(e.rc, s.code);
-    EXPECT_EQ(e.cc, KWCC_FAILED);
-    EXPECT_EQ(e.reason, s.reason) << std::hex << s.code;
-    EXPECT_EQ(e.string, nullptr);
-    EXPECT_EQ(e.length, 0u);
-    EXPECT_EQ(e.allocated, 0u);
-    EXPECT_EQ(NewRecords() - records_before, s.reason == KWRC_UNEXPECTED_ERROR ? 1u : 0u);
-  }
-}
-
 TEST_F(TopicTest, LiteralizeUtf8Table) {
   struct Case {
     std::string in;
@@ -217,7 +186,7 @@ TEST_F(TopicTest, LiteralizeMalformedEscapes) {
       {"%%a%\xC3", "Invalid char following escape: 0xC3"},
   };
   for (const Case& c : cases) {
-    lines_.clear();
+    trace_.Clear();
     std::string in = c.in;
     Literal l = Literalize(in);
     EXPECT_EQ(l.rc, ZXVRC_TOPIC_STRING_INVALID);
@@ -229,6 +198,13 @@ TEST_F(TopicTest, LiteralizeMalformedEscapes) {
     EXPECT_EQ(in, c.in);
     EXPECT_TRUE(Traced(c.trace)) << "input '" << c.in << "'";
   }
+  // The results do not depend on the trace.
+  xtrSetLevel(XTR_LEVEL_OFF);
+  trace_.Clear();
+  std::string in = "a%b";
+  EXPECT_EQ(Literalize(in).reason, KWRC_TOPIC_STRING_ERROR);
+  EXPECT_EQ(zutValidateTopicString(ZUT_TOPIC_ESCAPED, 3, "a%b"), 0);
+  EXPECT_TRUE(trace_.Empty());
 }
 
 TEST_F(TopicTest, LiteralizeEmptyOrMissing) {
@@ -262,23 +238,21 @@ TEST_F(TopicTest, LiteralizeConvertsToUtf8InTheConversionBuffer) {
   EXPECT_EQ(l.allocated, 1u);
   EXPECT_EQ(in, "caf\xE9");
   l.Free();
-}
 
-TEST_F(TopicTest, LiteralizeFindsEscapesAfterConversionWithoutASecondBuffer) {
-  // EBCDIC 'a' '%' '*' '%' '%': the escapes are recognised only in UTF-8.
-  std::string in = "\x81\x6C\x5C\x6C\x6C";
+  // EBCDIC 'a' '%' '*' '%' '%': the escapes are recognised only in UTF-8,
+  // and are taken out in the same buffer.
+  in = "\x81\x6C\x5C\x6C\x6C";
   const uint64_t allocs = xcsAllocCount();
-  Literal l = Literalize(in, KWCCSI_EBCDIC_US);
+  l = Literalize(in, KWCCSI_EBCDIC_US);
   ASSERT_EQ(l.rc, ZXVRC_OK);
   EXPECT_EQ(xcsAllocCount() - allocs, 1u);
   EXPECT_EQ(l.text(), "a*%");
-  EXPECT_EQ(l.buffer_length, static_cast<KWULONG>(ZUT_TOPIC_CONVERT_BUFFER_LENGTH));
   l.Free();
-}
 
-TEST_F(TopicTest, LiteralizeEscapeAtEndAfterConversionFreesTheBuffer) {
-  std::string in = "\x81\x6C";  // EBCDIC "a%"
-  Literal l = Literalize(in, KWCCSI_EBCDIC_US);
+  // A dangling escape found after conversion: the buffer is freed (the
+  // fixture checks) and the caller's values stay.
+  in = "\x81\x6C";
+  l = Literalize(in, KWCCSI_EBCDIC_US);
   EXPECT_EQ(l.reason, KWRC_TOPIC_STRING_ERROR);
   EXPECT_EQ(l.allocated, 0u);
   EXPECT_EQ(l.ccsid, KWCCSI_EBCDIC_US);
@@ -347,30 +321,40 @@ TEST_F(TopicTest, LiteralizeMapsConversionServiceCodes) {
   }
 }
 
-TEST_F(TopicTest, LiteralizeAllocationFailures) {
-  // The conversion buffer (CCSID 819) and the copy made for unescaping (UTF-8).
+TEST_F(TopicTest, AllocationFailuresMapAllocatorCodes) {
+  // The escaped copy (ccsid 0 below); the conversion buffer (CCSID 819) and
+  // the copy made for unescaping (UTF-8).
   for (const StorageCase& s : kStorageCases) {
-    for (KWLONG ccsid : {KWCCSI_ISO8859_1, KWCCSI_UTF8}) {
-      std::string in = "a%*b";
+    for (KWLONG ccsid : {KWLONG{0}, KWCCSI_ISO8859_1, KWCCSI_UTF8}) {
+      SCOPED_TRACE(testing::Message() << std::hex << s.code << " ccsid " << std::dec << ccsid);
+      std::string in = ccsid == 0 ? "a*b" : "a%*b";
       const uint32_t records_before = NewRecords();
       xcsInjectAllocFailure(1, s.code, 0);
-      Literal l = Literalize(in, ccsid);
+      ZXVRC rc;
+      KWLONG cc, reason;
+      KWULONG allocated;
+      if (ccsid == 0) {
+        const Escaped e = Escape(in);
+        rc = e.rc, cc = e.cc, reason = e.reason, allocated = e.allocated;
+        EXPECT_EQ(e.string, nullptr);
+        EXPECT_EQ(e.length, 0u);
+      } else {
+        const Literal l = Literalize(in, ccsid);
+        rc = l.rc, cc = l.cc, reason = l.reason, allocated = l.allocated;
+        EXPECT_EQ(l.string, in.data());
+      }
       xcsInjectAllocFailure(0, 0, 0);
-      EXPECT_EQ(l.rc, s.code);
-      EXPECT_EQ(l.cc, KWCC_FAILED);
-      EXPECT_EQ(l.reason, s.reason) << std::hex << s.code << " ccsid " << ccsid;
-      EXPECT_EQ(l.allocated, 0u);
-      EXPECT_EQ(l.string, in.data());
+      EXPECT_EQ(rc, s.code);
+      EXPECT_EQ(cc, KWCC_FAILED);
+      EXPECT_EQ(reason, s.reason);
+      EXPECT_EQ(allocated, 0u);
       EXPECT_EQ(NewRecords() - records_before, s.reason == KWRC_UNEXPECTED_ERROR ? 1u : 0u);
     }
   }
-}
-
-TEST_F(TopicTest, MalformedEscapeIsReportedBeforeAnyCopy) {
   // A dangling escape fails as malformed even when storage would run out.
   std::string in = "ab%";
   xcsInjectAllocFailure(1, xcsRC_STORAGE_NOT_AVAILABLE, 1);
-  Literal l = Literalize(in);
+  const Literal l = Literalize(in);
   xcsInjectAllocFailure(0, 0, 0);
   EXPECT_EQ(l.reason, KWRC_TOPIC_STRING_ERROR);
 }
@@ -410,7 +394,7 @@ TEST_F(TopicTest, ValidateTable) {
       {"", ZUT_TOPIC_ESCAPED, 1, nullptr},
   };
   for (const Case& c : cases) {
-    lines_.clear();
+    trace_.Clear();
     EXPECT_EQ(zutValidateTopicString(c.options, static_cast<KWULONG>(c.in.size()), c.in.data()),
               c.result)
         << "input '" << c.in << "'";
@@ -419,15 +403,6 @@ TEST_F(TopicTest, ValidateTable) {
     }
   }
   EXPECT_EQ(zutValidateTopicString(ZUT_TOPIC_ESCAPED, 4, nullptr), 1);
-}
-
-TEST_F(TopicTest, ResultsDoNotDependOnTrace) {
-  xtrSetLevel(XTR_LEVEL_OFF);
-  std::string in = "a%b";
-  Literal l = Literalize(in);
-  EXPECT_EQ(l.reason, KWRC_TOPIC_STRING_ERROR);
-  EXPECT_TRUE(lines_.empty());
-  EXPECT_EQ(zutValidateTopicString(ZUT_TOPIC_ESCAPED, 3, "a%b"), 0);
 }
 
 }  // namespace
