@@ -4,7 +4,6 @@
 // and groups nested far deeper than any call stack would allow.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,23 +44,15 @@ struct Result {
 
 Result Convert(const std::string& in, KWLONG from_encoding, KWLONG from_ccsid, KWLONG to_encoding,
                KWLONG to_ccsid, size_t buffer_length, KWLONG options = 0) {
-  std::string out(buffer_length, '\xEE');
-  VPICONVERTREQ req = {};
-  req.SourceEncoding = from_encoding;
-  req.SourceCCSID = from_ccsid;
-  req.TargetEncoding = to_encoding;
-  req.TargetCCSID = to_ccsid;
-  std::memcpy(req.Format, KWFMT_PCF, KW_FORMAT_LENGTH);
-  req.Options = options;
-  req.DataLength = static_cast<KWLONG>(in.size());
-  req.AvailableLength = static_cast<KWLONG>(in.size());
-  req.BufferLength = static_cast<KWLONG>(out.size());
-  req.InBuffer = in.data();
-  req.OutBuffer = out.data();
+  dctest::Conversion c(dctest::Vec(in.begin(), in.end()),
+                       dctest::Form{false, false, from_encoding, from_ccsid},
+                       dctest::Form{false, false, to_encoding, to_ccsid}, KWFMT_PCF, buffer_length);
+  c.req.Options = options;
   Result r;
-  r.reason = vpiConvertData(&req);
-  r.comp_code = req.CompCode;
-  if (req.DataLength >= 0) r.data = out.substr(0, static_cast<size_t>(req.DataLength));
+  r.reason = c.Run();
+  r.comp_code = c.req.CompCode;
+  const dctest::Vec out = c.Result();
+  r.data.assign(out.begin(), out.end());
   return r;
 }
 
