@@ -4,11 +4,17 @@
 #include <cstring>
 #include <string_view>
 
+#include "props/props_text_scan.h"
 #include "props/props_writer.h"
 #include "props/rfh2_family.h"
 
 namespace zxv::props {
 namespace {
+
+#if defined(__SSE2__)
+using scan::LoadBlock;
+#endif
+using scan::LoadUpTo8;
 
 struct FolderInfo {
   FolderId id;
@@ -24,6 +30,20 @@ constexpr FolderInfo kFolders[kFolderCount] = {
     {FolderId::kKwpsi, "kwpsi", true},     {FolderId::kKwext, "kwext", true},
     {FolderId::kZolRfp, "zol_rfp", false},
 };
+
+// The folder names as LoadUpTo8 reads them.
+constexpr auto kFolderWords = [] {
+  struct Words {
+    uint64_t word[kFolderCount];
+    constexpr uint64_t operator[](uint32_t i) const { return word[i]; }
+  } w{};
+  for (uint32_t i = 0; i < kFolderCount; ++i) {
+    for (size_t c = 0; c < kFolders[i].name.size(); ++c) {
+      w.word[i] |= uint64_t{static_cast<uint8_t>(kFolders[i].name[c])} << (8 * c);
+    }
+  }
+  return w;
+}();
 
 template <typename L>
 bool IsWord(const uint8_t* text, uint32_t bytes, std::string_view word) {
@@ -68,9 +88,109 @@ struct NameUnits {
   }
 };
 
+// The placement of a name whose parts, full stops and plainness are known:
+// a name of the folder whose name is its first part when the folder can
+// hold it, else a user property (in an elt element unless plain).
+template <typename L>
+Placement PlaceByFirstPart(const uint8_t* name, uint32_t parts, bool plain, uint32_t firstBytes,
+                           uint32_t lastStop) {
+  constexpr uint32_t kStep = L::kUnitBytes;
+  // The folders' names are 3 to 7 characters long.
+  constexpr uint32_t kShortestFolder = 3;
+  constexpr uint32_t kLongestFolder = 7;
+  const uint32_t firstUnits = firstBytes / kStep;
+  if (parts >= 2 && plain && firstUnits >= kShortestFolder && firstUnits <= kLongestFolder) {
+    if constexpr (kStep == 1 && L::Char('a') == 'a') {
+      // ASCII letters: the first part against each folder name as one word.
+      const uint64_t word = LoadUpTo8(name, firstBytes);
+      for (uint32_t i = 0; i < kFolderCount; ++i) {
+        const FolderInfo& f = kFolders[i];
+        if (f.id == FolderId::kUsr || kFolderWords[i] != word || f.name.size() != firstBytes) {
+          continue;
+        }
+        const bool fits = f.no_groups ? parts == 2 : parts - 1 <= kMaxNestedParts;
+        if (fits) return Placement{f.id, 0, firstBytes, lastStop};
+        break;
+      }
+      return Placement{FolderId::kUsr, parts > kMaxNestedParts ? 1u : 0u, firstBytes, lastStop};
+    }
+    for (const FolderInfo& f : kFolders) {
+      if (f.id == FolderId::kUsr || !IsWord<L>(name, firstBytes, f.name)) continue;
+      // The folder's own part is not nested; the rest is.
+      const bool fits = f.no_groups ? parts == 2 : parts - 1 <= kMaxNestedParts;
+      if (fits) {
+        return Placement{f.id, 0, firstBytes, lastStop};
+      }
+      break;
+    }
+  }
+  return Placement{FolderId::kUsr, !plain || parts > kMaxNestedParts ? 1u : 0u, firstBytes,
+                   lastStop};
+}
+
+#if defined(__SSE2__)
+// Names of up to 64 units of an ASCII-based family, classified sixteen
+// bytes at a time into bit masks (bit i for byte i): the full stops, the
+// units that cannot stand in a tag name and those that cannot begin one.
+constexpr uint32_t kMaskedNameBytes = 64;
+
+template <typename L>
+Placement PlaceMasked(const uint8_t* name, uint32_t length) {
+  static_assert(L::kUnitBytes == 1 && L::Char('.') == '.');
+  uint64_t stops = 0;
+  uint64_t bad = 0;
+  uint64_t badFirst = 0;
+  const __m128i controlMax = _mm_set1_epi8(static_cast<char>(L::kControlLimit - 1));
+  const __m128i nine = _mm_set1_epi8(9);
+  for (uint32_t at = 0; at < length; at += 16) {
+    const __m128i v = LoadBlock(name + at, length - at);
+    const auto is = [&v](char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
+    const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(v, controlMax), v);
+    const __m128i b = _mm_or_si128(
+        _mm_or_si128(_mm_or_si128(control, is(' ')), _mm_or_si128(is('<'), is('>'))),
+        _mm_or_si128(_mm_or_si128(_mm_or_si128(is('/'), is('=')), _mm_or_si128(is('&'), is(':'))),
+                     _mm_or_si128(is('\''), is('"'))));
+    const __m128i digit = _mm_sub_epi8(v, _mm_set1_epi8('0'));
+    const __m128i f = _mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(digit, nine), digit), is('-'));
+    stops |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(is('.')))} << at;
+    bad |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(b))} << at;
+    badFirst |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(f))} << at;
+  }
+  // The zeros behind a short last block are no part of the name.
+  const uint64_t valid = length == kMaskedNameBytes ? ~uint64_t{0} : (uint64_t{1} << length) - 1;
+  stops &= valid;
+  const uint64_t starts = ((stops << 1) | 1) & valid;
+  // No bad unit, no bad first unit, no empty part (a stop where a part
+  // begins, or a stop at the end).
+  bool plain = (bad & valid) == 0 && (badFirst & starts) == 0 && (stops & starts) == 0 &&
+               ((stops >> (length - 1)) & 1) == 0;
+  const uint32_t firstBytes = stops != 0 ? static_cast<uint32_t>(__builtin_ctzll(stops)) : length;
+  const uint32_t lastStop =
+      stops != 0 ? static_cast<uint32_t>(63 - __builtin_clzll(stops)) : length;
+  // The parts, counted; they are short here, so of the part rules only
+  // "elt" is left to rule out.
+  constexpr uint32_t kEltBytes = 3;
+  uint32_t parts = 1;
+  uint32_t start = 0;
+  for (uint64_t rest = stops;; rest &= rest - 1) {
+    const uint32_t end = rest != 0 ? static_cast<uint32_t>(__builtin_ctzll(rest)) : length;
+    if (end - start == kEltBytes && IsWord<L>(name + start, kEltBytes, "elt")) plain = false;
+    if (rest == 0) break;
+    ++parts;
+    start = end + 1;
+  }
+  return PlaceByFirstPart<L>(name, parts, plain, firstBytes, lastStop);
+}
+#endif
+
 template <typename L>
 Placement PlaceIn(const uint8_t* name, uint32_t length) {
   constexpr uint32_t kStep = L::kUnitBytes;
+#if defined(__SSE2__)
+  if constexpr (kStep == 1 && L::Char('.') == '.') {
+    if (length != 0 && length <= kMaskedNameBytes) return PlaceMasked<L>(name, length);
+  }
+#endif
   constexpr uint32_t kEltBytes = 3 * kStep;
   length -= length % kStep;
   // One pass: the parts, the first part's length, and whether every part
@@ -101,23 +221,7 @@ Placement PlaceIn(const uint8_t* name, uint32_t length) {
   plain = plain && seen == 0 && lastBytes != 0 && lastBytes <= kMaxTagBytes &&
           (lastBytes != kEltBytes || !IsWord<L>(name + partStart, lastBytes, "elt"));
 
-  // The folders' names are 3 to 7 characters long.
-  constexpr uint32_t kShortestFolder = 3;
-  constexpr uint32_t kLongestFolder = 7;
-  const uint32_t firstUnits = firstBytes / kStep;
-  if (parts >= 2 && plain && firstUnits >= kShortestFolder && firstUnits <= kLongestFolder) {
-    for (const FolderInfo& f : kFolders) {
-      if (f.id == FolderId::kUsr || !IsWord<L>(name, firstBytes, f.name)) continue;
-      // The folder's own part is not nested; the rest is.
-      const bool fits = f.no_groups ? parts == 2 : parts - 1 <= kMaxNestedParts;
-      if (fits) {
-        return Placement{f.id, 0, firstBytes, lastStop};
-      }
-      break;
-    }
-  }
-  return Placement{FolderId::kUsr, !plain || parts > kMaxNestedParts ? 1u : 0u, firstBytes,
-                   lastStop};
+  return PlaceByFirstPart<L>(name, parts, plain, firstBytes, lastStop);
 }
 
 }  // namespace

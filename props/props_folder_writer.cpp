@@ -4,10 +4,13 @@
 // values converted from the list's CCSID only when it differs. What goes
 // where, and the text of each type, are set out in
 // include/zxvxzu/props_header.h.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "props/folder_parser.h"
+#include "props/props_text_scan.h"
 #include "props/props_writer.h"
 #include "props/rfh2_family.h"
 #include "props/value_escape.h"
@@ -18,8 +21,10 @@
 namespace zxv::props {
 namespace {
 
+using scan::CopyBytes;
+using scan::EscapeBytes;
+
 constexpr uint32_t kProbeOut = 1;
-constexpr uint32_t kProbeGroups = 2;
 constexpr uint32_t kProbeDamaged = 3;
 
 // Units of markup around one element beyond its names and value: the tags'
@@ -37,9 +42,62 @@ constexpr uint32_t kBucketCount = 2 * kFolderCount;  // compatible, then not
 constexpr std::string_view kJmsInt32Leaves[] = {"Dlv", "Pri", "Seq"};
 constexpr std::string_view kJmsInt64Leaves[] = {"Exp", "Tms"};
 
-// Nodes whose placement the first pass keeps, so that each folder's pass
-// visits only its own nodes; longer lists are walked once per folder.
-constexpr uint32_t kSlotCache = 512;
+// Nodes that the first pass keeps, decoded and placed, so that each
+// folder's pass visits only its own nodes; longer lists are walked once
+// per folder.
+constexpr uint32_t kSlotCache = 256;
+constexpr uint32_t kNoSlot = UINT32_MAX;
+
+// A node as the first pass keeps it: what writing it needs, in 36 bytes.
+struct Slot {
+  uint32_t offset;  // of the node in the list
+  uint32_t next;    // the bucket's next slot
+  uint32_t type_flags;
+  uint32_t support;
+  uint32_t value_at;  // offsets in the node
+  uint32_t value_length;
+  uint16_t name_length;
+  uint8_t name_at;
+  uint8_t copy_options;
+  uint16_t first_stop;  // the placement
+  uint16_t last_stop;
+  uint8_t folder;
+  uint8_t elt;
+
+  static Slot Of(const NodeView& node, uint32_t offset, const Placement& placement) {
+    return Slot{offset,
+                kNoSlot,
+                node.type_flags,
+                node.support,
+                static_cast<uint32_t>(node.value - node.node),
+                node.value_length,
+                static_cast<uint16_t>(node.name_length),
+                static_cast<uint8_t>(node.name - node.node),
+                static_cast<uint8_t>(node.copy_options),
+                static_cast<uint16_t>(placement.first_stop),
+                static_cast<uint16_t>(placement.last_stop),
+                static_cast<uint8_t>(placement.folder),
+                static_cast<uint8_t>(placement.elt)};
+  }
+  NodeView View(const ZRFPROPS* list) const {
+    NodeView view{};
+    view.node = ListBytes(list) + offset;
+    view.type_flags = type_flags;
+    view.support = support;
+    view.copy_options = copy_options;
+    view.name = view.node + name_at;
+    view.name_length = name_length;
+    view.value = view.node + value_at;
+    view.value_length = value_length;
+    return view;
+  }
+  Placement Place() const {
+    return Placement{static_cast<FolderId>(folder), elt, first_stop, last_stop};
+  }
+};
+// Name lengths are 16-bit in a node, so are the stops of a placement;
+// copy options fit in a byte.
+static_assert(sizeof(Slot) == 36);
 
 struct CopyWord {
   uint32_t bit;
@@ -50,6 +108,59 @@ constexpr CopyWord kCopyWords[] = {{KWCOPY_ALL, "all"},
                                    {KWCOPY_PUBLISH, "publish"},
                                    {KWCOPY_REPLY, "reply"},
                                    {KWCOPY_REPORT, "report"}};
+
+// The type attribute of each type code, whole: dt for the typed values,
+// xsi:nil for null; none for a string.
+constexpr std::string_view kTypeAttributes[ZRF_TYPE_COUNT] = {
+    /* string      */ {},
+    /* boolean     */ " dt='boolean'",
+    /* byte string */ " dt='bin.hex'",
+    /* int8        */ " dt='i1'",
+    /* int16       */ " dt='i2'",
+    /* int32       */ " dt='i4'",
+    /* int64       */ " dt='i8'",
+    /* float32     */ " dt='r4'",
+    /* float64     */ " dt='r8'",
+    /* null        */ " xsi:nil='true'",
+    /* name only   */ {},
+    /* as stored   */ " dt='bin.hex'",
+};
+
+// The type attributes in blocks of 16 bytes, for writers whose markup is
+// ASCII: a block is stored whole (the room of an element leaves slack for
+// it) and the position advanced by the attribute's length.
+struct AttributeBlock {
+  char text[16];
+  uint32_t length;
+};
+constexpr AttributeBlock BlockOf(std::string_view attribute) {
+  AttributeBlock b{};
+  for (size_t i = 0; i < attribute.size(); ++i) b.text[i] = attribute[i];
+  b.length = static_cast<uint32_t>(attribute.size());
+  return b;
+}
+constexpr auto kTypeBlocks = [] {
+  struct Blocks {
+    AttributeBlock block[ZRF_TYPE_COUNT];
+  } t{};
+  for (uint32_t code = 0; code < ZRF_TYPE_COUNT; ++code)
+    t.block[code] = BlockOf(kTypeAttributes[code]);
+  return t;
+}();
+constexpr AttributeBlock kStringBlock = BlockOf(" dt='string'");
+
+// Two lower-case hex digits per byte value, in text order.
+constexpr auto kHexPairs = [] {
+  struct Table {
+    char pair[256][2];
+  } t{};
+  constexpr char kDigits[] = "0123456789abcdef";
+  for (uint32_t b = 0; b < 256; ++b) {
+    t.pair[b][0] = kDigits[b >> 4];
+    t.pair[b][1] = kDigits[b & 0xF];
+  }
+  return t;
+}();
 
 // The list being written.
 struct Source {
@@ -93,33 +204,6 @@ bool IsOneOf(const uint8_t* text, uint32_t bytes, const std::string_view (&words
   return false;
 }
 
-// Copies a few bytes without a call for the short runs that markup is made
-// of.
-inline uint8_t* CopyBytes(uint8_t* to, const uint8_t* from, uint32_t n) {
-  if (n <= 16) {
-    if (n >= 8) {
-      uint64_t a;
-      uint64_t b;
-      std::memcpy(&a, from, 8);
-      std::memcpy(&b, from + n - 8, 8);
-      std::memcpy(to, &a, 8);
-      std::memcpy(to + n - 8, &b, 8);
-    } else if (n >= 4) {
-      uint32_t a;
-      uint32_t b;
-      std::memcpy(&a, from, 4);
-      std::memcpy(&b, from + n - 4, 4);
-      std::memcpy(to, &a, 4);
-      std::memcpy(to + n - 4, &b, 4);
-    } else {
-      for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
-    }
-    return to + n;
-  }
-  std::memcpy(to, from, n);
-  return to + n;
-}
-
 // Writes the folders of family T into the output buffer. The writing
 // helpers take and return the write position, which stays in a register:
 // a member pointer would be reloaded after every byte written, since the
@@ -127,6 +211,7 @@ inline uint8_t* CopyBytes(uint8_t* to, const uint8_t* from, uint32_t n) {
 template <typename T>
 class FolderWriter {
   static constexpr uint32_t kStep = T::kUnitBytes;
+  // Markup characters are their ASCII bytes.
   static constexpr bool kAsciiUnits =
       T::kCcsidType == XCS_CCSID_TYPE_ASCII || T::kCcsidType == XCS_CCSID_TYPE_UTF8;
 
@@ -137,16 +222,15 @@ class FolderWriter {
         out_(out),
         fn_(fn),
         escape_(EscapeRoutinesFor(T::kCcsidType)) {}
-  ~FolderWriter() { xcsFreeMemFn(groups_.pBuffer); }
   FolderWriter(const FolderWriter&) = delete;
   FolderWriter& operator=(const FolderWriter&) = delete;
 
-  // Writes one folder (its NameValueLength and padded text) holding the
-  // nodes that forEach(visit) hands to visit(node, placement), in list
-  // order; forEach returns false when the list cannot be walked. *count
-  // receives how many were written.
-  template <typename ForEach>
-  KWLONG WriteFolder(FolderId folder, ForEach&& forEach, uint32_t* count);
+  // A folder is written as BeginFolder, WriteElement for each of its
+  // nodes in list order, and EndFolder, which ends its text, pads it and
+  // sets its NameValueLength.
+  KWLONG BeginFolder(FolderId folder);
+  KWLONG WriteElement(const NodeView& node, const Placement& placement, FolderId folder);
+  KWLONG EndFolder(FolderId folder);
 
  private:
   static uint8_t* Put(uint8_t* p, char c) {
@@ -164,10 +248,23 @@ class FolderWriter {
   static uint8_t* PutAscii(uint8_t* p, std::string_view s) {
     return PutAscii(p, s.data(), static_cast<uint32_t>(s.size()));
   }
+  // An attribute of up to 16 characters, with 16 bytes of room.
+  static uint8_t* PutBlock(uint8_t* p, const AttributeBlock& b) {
+    if constexpr (kAsciiUnits) {
+      std::memcpy(p, b.text, sizeof b.text);
+      return p + b.length;
+    } else {
+      return PutAscii(p, b.text, b.length);
+    }
+  }
   uint8_t* PutEscaped(uint8_t* p, const uint8_t* text, uint32_t n) const {
-    uint32_t used = 0;
-    if (n != 0) escape_->expand(text, n, p, &used);
-    return p + used;
+    if constexpr (kStep == 1) {
+      return EscapeBytes<T>(p, text, n);
+    } else {
+      uint32_t used = 0;
+      if (n != 0) escape_->expand(text, n, p, &used);
+      return p + used;
+    }
   }
   // An attribute value in apostrophes: "'" as &apos; besides the family's
   // escapes.
@@ -188,12 +285,13 @@ class FolderWriter {
   }
 
   KWLONG NameOf(const NodeView& node, const uint8_t** name, uint32_t* length);
-  KWLONG WriteElement(const NodeView& node, const Placement& placement, FolderId folder);
   uint8_t* WriteAttributes(uint8_t* p, const NodeView& node, FolderId folder, bool nested,
                            const uint8_t* leaf, uint32_t leafBytes) const;
-  KWLONG OpenGroups(uint8_t** p, const uint8_t* name, uint32_t groupsEnd, uint32_t* depth);
+  static uint8_t* WriteRareAttributes(uint8_t* p, const NodeView& node);
+  uint8_t* SwitchGroups(uint8_t* p, const uint8_t* groups, uint32_t groupsBytes);
   uint8_t* CloseGroupsFrom(uint8_t* p, uint32_t keep);
-  uint64_t OpenGroupBytes() const { return groups_.Length; }
+  // Bytes of the names of the open groups, at most.
+  uint64_t OpenGroupBytes() const { return open_ == 0 ? 0 : group_end_[open_ - 1]; }
 
   // The position of the last (or first) full stop in name[from, length),
   // or `length` (`from`) when there is none.
@@ -205,14 +303,20 @@ class FolderWriter {
   ZRFHDRBUF* out_;
   uint32_t fn_;
   const EscapeRoutines* escape_;
-  ScratchBytes name_scratch_;
+  // Names converted into the folder's CCSID, in turns: the open groups are
+  // parts of the previous name, which must outlive the next conversion.
+  ScratchBytes name_scratch_[2];
+  uint32_t name_turn_ = 0;
   ScratchBytes value_scratch_;
 
-  // The groups open in the folder being written: their names, one after
-  // the other, and where each ends.
-  ZRFHDRBUF groups_{};
-  uint32_t group_end_[kMaxNestedParts + 1] = {};
+  uint32_t length_at_ = 0;  // of the folder being written
+
+  // The groups open in the folder being written: the group parts of the
+  // last element's name (from group_base_), where each begins and ends.
+  const uint8_t* group_base_ = nullptr;
   uint32_t open_ = 0;
+  uint32_t group_start_[kMaxNestedParts + 1];
+  uint32_t group_end_[kMaxNestedParts + 1];
 };
 
 template <typename T>
@@ -229,10 +333,15 @@ uint8_t* FolderWriter<T>::PutEscapedAttribute(uint8_t* p, const uint8_t* text, u
 
 template <typename T>
 uint8_t* FolderWriter<T>::PutHex(uint8_t* p, const uint8_t* bytes, uint32_t n) {
-  static constexpr char kDigits[] = "0123456789abcdef";
   for (uint32_t i = 0; i < n; ++i) {
-    p = Put(p, kDigits[bytes[i] >> 4]);
-    p = Put(p, kDigits[bytes[i] & 0xF]);
+    const char* pair = kHexPairs.pair[bytes[i]];
+    if constexpr (kAsciiUnits) {
+      std::memcpy(p, pair, 2);
+      p += 2;
+    } else {
+      p = Put(p, pair[0]);
+      p = Put(p, pair[1]);
+    }
   }
   return p;
 }
@@ -261,33 +370,39 @@ KWLONG FolderWriter<T>::NameOf(const NodeView& node, const uint8_t** name, uint3
     *length = node.name_length;
     return KWRC_NONE;
   }
-  return ConvertText(source_.codes, target_.codes, node.name, node.name_length, &name_scratch_,
-                     name, length, fn_, false);
+  name_turn_ ^= 1;
+  return ConvertText(source_.codes, target_.codes, node.name, node.name_length,
+                     &name_scratch_[name_turn_], name, length, fn_, false);
 }
 
 template <typename T>
 uint8_t* FolderWriter<T>::CloseGroupsFrom(uint8_t* p, uint32_t keep) {
   while (open_ > keep) {
     --open_;
-    const uint32_t begin = open_ == 0 ? 0 : group_end_[open_ - 1];
-    p = PutTag(p, true, groups_.pBuffer + begin, group_end_[open_] - begin);
+    const uint32_t begin = group_start_[open_];
+    p = PutTag(p, true, group_base_ + begin, group_end_[open_] - begin);
   }
-  groups_.Length = open_ == 0 ? 0 : group_end_[open_ - 1];
   return p;
 }
 
-// Opens the groups of `name` (the parts in [0, groupsEnd), each ended by a
-// full stop) that are not open yet, after closing the open ones it does not
-// share. *depth receives the number of groups.
+// Makes the open groups those of `groups` (groupsBytes bytes of name parts,
+// each ended by a full stop): closes the open ones it does not share and
+// opens the rest. The open groups then point into `groups`, which must stay
+// in place until the next switch.
 template <typename T>
-KWLONG FolderWriter<T>::OpenGroups(uint8_t** p, const uint8_t* name, uint32_t groupsEnd,
-                                   uint32_t* depth) {
+uint8_t* FolderWriter<T>::SwitchGroups(uint8_t* p, const uint8_t* groups, uint32_t groupsBytes) {
+  // Most often the groups are those of the element before.
+  if (open_ != 0 && group_end_[open_ - 1] + kStep == groupsBytes &&
+      std::memcmp(group_base_, groups, groupsBytes) == 0) {
+    group_base_ = groups;
+    return p;
+  }
   uint32_t starts[kMaxNestedParts + 1];
   uint32_t ends[kMaxNestedParts + 1];
   uint32_t n = 0;
   uint32_t start = 0;
-  for (uint32_t at = 0; at < groupsEnd && n <= kMaxNestedParts; at += kStep) {
-    if (T::Load(name + at) != T::Char('.')) continue;
+  for (uint32_t at = 0; at < groupsBytes && n <= kMaxNestedParts; at += kStep) {
+    if (T::Load(groups + at) != T::Char('.')) continue;
     starts[n] = start;
     ends[n] = at;
     ++n;
@@ -295,28 +410,22 @@ KWLONG FolderWriter<T>::OpenGroups(uint8_t** p, const uint8_t* name, uint32_t gr
   }
   uint32_t shared = 0;
   while (shared < n && shared < open_) {
-    const uint32_t begin = shared == 0 ? 0 : group_end_[shared - 1];
-    const uint32_t bytes = group_end_[shared] - begin;
+    const uint32_t bytes = group_end_[shared] - group_start_[shared];
     if (bytes != ends[shared] - starts[shared] ||
-        std::memcmp(groups_.pBuffer + begin, name + starts[shared], bytes) != 0) {
+        std::memcmp(group_base_ + group_start_[shared], groups + starts[shared], bytes) != 0) {
       break;
     }
     ++shared;
   }
-  *p = CloseGroupsFrom(*p, shared);
+  p = CloseGroupsFrom(p, shared);
   for (uint32_t g = shared; g < n; ++g) {
-    const uint32_t bytes = ends[g] - starts[g];
-    if (const KWLONG reason = ReserveOut(&groups_, bytes, __FILE__, kProbeGroups);
-        reason != KWRC_NONE) {
-      return reason;
-    }
-    std::memcpy(groups_.pBuffer + groups_.Length, name + starts[g], bytes);
-    groups_.Length += bytes;
-    group_end_[open_++] = groups_.Length;
-    *p = PutTag(*p, false, name + starts[g], bytes);
+    p = PutTag(p, false, groups + starts[g], ends[g] - starts[g]);
   }
-  *depth = n;
-  return KWRC_NONE;
+  group_base_ = groups;
+  std::memcpy(group_start_, starts, n * sizeof starts[0]);
+  std::memcpy(group_end_, ends, n * sizeof ends[0]);
+  open_ = n;
+  return p;
 }
 
 template <typename T>
@@ -325,24 +434,30 @@ uint8_t* FolderWriter<T>::WriteAttributes(uint8_t* p, const NodeView& node, Fold
                                           uint32_t leafBytes) const {
   const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
   const bool jmsLeaf = folder == FolderId::kJms && !nested;
-  if (code == ZRF_TYPE_NULL) {
-    p = PutAscii(p, " xsi:nil='true'");
-  } else if (IsTextNode(node.type_flags) && code == ZRF_TYPE_STRING) {
+  if (code == ZRF_TYPE_STRING) {
+    // (A string is always text.)
     if (jmsLeaf && (IsOneOf<T>(leaf, leafBytes, kJmsInt32Leaves) ||
                     IsOneOf<T>(leaf, leafBytes, kJmsInt64Leaves))) {
-      p = PutAscii(p, " dt='string'");
+      p = PutBlock(p, kStringBlock);
     }
-  } else {
+  } else if (code < ZRF_TYPE_COUNT) {
+    // Null first: xsi:nil whatever the form.
     const bool implied =
-        jmsLeaf && (node.type_flags & ZRF_FLAG_STRING_FORM) == 0 &&
+        jmsLeaf && code != ZRF_TYPE_NULL && (node.type_flags & ZRF_FLAG_STRING_FORM) == 0 &&
         ((code == ZRF_TYPE_INT32 && IsOneOf<T>(leaf, leafBytes, kJmsInt32Leaves)) ||
          (code == ZRF_TYPE_INT64 && IsOneOf<T>(leaf, leafBytes, kJmsInt64Leaves)));
-    if (const std::string_view dt = DtOf(code); !dt.empty() && !implied) {
-      p = PutAscii(p, " dt='");
-      p = PutAscii(p, dt);
-      p = Put(p, '\'');
-    }
+    if (!implied) p = PutBlock(p, kTypeBlocks.block[code]);
   }
+  if ((node.type_flags & ZRF_FLAG_USER_CONTEXT) != 0 || node.support != KWPD_SUPPORT_OPTIONAL ||
+      (node.copy_options & KWCOPY_VALID_MASK) != KWCOPY_DEFAULT) {
+    p = WriteRareAttributes(p, node);
+  }
+  return p;
+}
+
+// Context, Support and CopyOptions, which most properties leave alone.
+template <typename T>
+uint8_t* FolderWriter<T>::WriteRareAttributes(uint8_t* p, const NodeView& node) {
   if ((node.type_flags & ZRF_FLAG_USER_CONTEXT) != 0) p = PutAscii(p, " context='user'");
   if (node.support != KWPD_SUPPORT_OPTIONAL) {
     static constexpr char kDigits[] = "0123456789abcdef";
@@ -384,8 +499,6 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
   const bool text = IsTextNode(node.type_flags);
   const uint8_t* value = node.value;
   uint32_t valueBytes = node.value_length;
-  char number[kMaxValueText];
-  uint32_t numberChars = 0;
   uint64_t valueRoom = 0;
   if (text) {
     if (!target_.same_text) {
@@ -403,8 +516,7 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
   } else if (code == ZRF_TYPE_BYTE_STRING || code == ZRF_TYPE_AS_STORED) {
     valueRoom = uint64_t{2} * kStep * valueBytes;
   } else if (code != ZRF_TYPE_NULL) {
-    numberChars = FormatFixedValue(code, node.value, number);
-    valueRoom = uint64_t{kStep} * numberChars;
+    valueRoom = uint64_t{kStep} * kMaxValueText;
   }
 
   // Where the name's parts are: the first is the folder's own unless the
@@ -433,7 +545,6 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
   uint8_t* p = Cursor();
   const uint8_t* leaf = name + leafStart;
   const uint32_t leafBytes = nameBytes - leafStart;
-  uint32_t depth = 0;
   if (placement.elt) {
     p = CloseGroupsFrom(p, 0);
     p = PutAscii(p, "<elt name='");
@@ -441,16 +552,12 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
     p = Put(p, '\'');
   } else {
     if (leafStart > partsStart || open_ != 0) {
-      if (const KWLONG reason = OpenGroups(&p, name + partsStart, leafStart - partsStart, &depth);
-          reason != KWRC_NONE) {
-        Done(p);
-        return reason;
-      }
+      p = SwitchGroups(p, name + partsStart, leafStart - partsStart);
     }
     p = Put(p, '<');
     p = CopyBytes(p, leaf, leafBytes);
   }
-  p = WriteAttributes(p, node, folder, depth != 0, leaf, leafBytes);
+  p = WriteAttributes(p, node, folder, leafStart > partsStart, leaf, leafBytes);
   if (code == ZRF_TYPE_NULL) {
     Done(PutAscii(p, "/>"));
     return KWRC_NONE;
@@ -460,8 +567,11 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
     p = PutEscaped(p, value, valueBytes);
   } else if (code == ZRF_TYPE_BYTE_STRING || code == ZRF_TYPE_AS_STORED) {
     p = PutHex(p, value, valueBytes);
+  } else if constexpr (kAsciiUnits) {
+    p += FormatFixedValue(code, node.value, reinterpret_cast<char*>(p));
   } else {
-    p = PutAscii(p, number, numberChars);
+    char number[kMaxValueText];
+    p = PutAscii(p, number, FormatFixedValue(code, node.value, number));
   }
   p = placement.elt ? PutAscii(p, "</elt>") : PutTag(p, true, leaf, leafBytes);
   Done(p);
@@ -469,50 +579,43 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
 }
 
 template <typename T>
-template <typename ForEach>
-KWLONG FolderWriter<T>::WriteFolder(FolderId folder, ForEach&& forEach, uint32_t* count) {
-  *count = 0;
+KWLONG FolderWriter<T>::BeginFolder(FolderId folder) {
   const std::string_view folderName = FolderNameOf(folder);
   const auto folderChars = static_cast<uint32_t>(folderName.size());
   if (const KWLONG reason = Reserve(kFolderLengthBytes + uint64_t{kStep} * (folderChars + 2));
       reason != KWRC_NONE) {
     return reason;
   }
-  const uint32_t lengthAt = out_->Length;
+  length_at_ = out_->Length;
   uint8_t* p = Cursor() + kFolderLengthBytes;
   p = Put(p, '<');
   p = PutAscii(p, folderName);
   Done(Put(p, '>'));
+  return KWRC_NONE;
+}
 
-  KWLONG reason = KWRC_NONE;
-  const bool walked = forEach([&](const NodeView& node, const Placement& placement) {
-    reason = WriteElement(node, placement, folder);
-    if (reason != KWRC_NONE) return false;
-    ++*count;
-    return true;
-  });
-  if (reason != KWRC_NONE) return reason;
-  if (!walked) {
-    xcsERDPFn(kComponent, __FILE__, kProbeDamaged, xcsRC_UNEXPECTED_ERROR, "Property list damaged",
-              source_.list, kHeaderLength);
-    return KWRC_UNEXPECTED_ERROR;
-  }
-
+template <typename T>
+KWLONG FolderWriter<T>::EndFolder(FolderId folder) {
   // The end tags, and blanks up to a multiple of 4 bytes.
-  reason = Reserve(OpenGroupBytes() + uint64_t{kGroupTagUnits} * kStep * (open_ + 1) +
-                   uint64_t{kStep} * (folderChars + 3) + kFolderAlignment);
-  if (reason != KWRC_NONE) return reason;
-  p = CloseGroupsFrom(Cursor(), 0);
+  const std::string_view folderName = FolderNameOf(folder);
+  const auto folderChars = static_cast<uint32_t>(folderName.size());
+  if (const KWLONG reason =
+          Reserve(OpenGroupBytes() + uint64_t{kGroupTagUnits} * kStep * (open_ + 1) +
+                  uint64_t{kStep} * (folderChars + 3) + kFolderAlignment);
+      reason != KWRC_NONE) {
+    return reason;
+  }
+  uint8_t* p = CloseGroupsFrom(Cursor(), 0);
   p = Put(p, '<');
   p = Put(p, '/');
   p = PutAscii(p, folderName);
   p = Put(p, '>');
-  while ((p - out_->pBuffer - lengthAt - kFolderLengthBytes) % kFolderAlignment != 0) {
+  while ((p - out_->pBuffer - length_at_ - kFolderLengthBytes) % kFolderAlignment != 0) {
     p = Put(p, ' ');
   }
   Done(p);
-  StoreInt(out_->pBuffer + lengthAt,
-           static_cast<int32_t>(out_->Length - lengthAt - kFolderLengthBytes), target_.reversed);
+  StoreInt(out_->pBuffer + length_at_,
+           static_cast<int32_t>(out_->Length - length_at_ - kFolderLengthBytes), target_.reversed);
   return KWRC_NONE;
 }
 
@@ -552,6 +655,85 @@ bool HasNodes(const ZRFPAL* pal) {
          pal->pProps->StrucLen > kHeaderLength;
 }
 
+bool IsSelected(const NodeView& node, int32_t copyPurpose) {
+  return SelectedByPurpose(node, copyPurpose) &&
+         (node.type_flags & ZRF_TYPE_MASK) != ZRF_TYPE_NAME_ONLY;
+}
+
+// What the first pass learnt of a list: the first nodes, decoded and placed,
+// chained per bucket; which buckets have nodes; whether every selected node
+// is kept.
+struct Plan {
+  Slot slots[kSlotCache];
+  uint32_t count = 0;
+  uint32_t head[kBucketCount];
+  uint32_t tail[kBucketCount] = {};
+  uint32_t buckets = 0;
+  bool all_kept = true;
+
+  Plan() { std::fill(std::begin(head), std::end(head), kNoSlot); }
+  Plan(const Plan&) = delete;
+  Plan& operator=(const Plan&) = delete;
+
+  void Add(const NodeView& node, uint32_t offset, const Placement& placement, uint32_t bucket) {
+    buckets |= 1u << bucket;
+    if (count == kSlotCache) {
+      all_kept = false;
+      return;
+    }
+    slots[count] = Slot::Of(node, offset, placement);
+    if (head[bucket] == kNoSlot) {
+      head[bucket] = count;
+    } else {
+      slots[tail[bucket]].next = count;
+    }
+    tail[bucket] = count;
+    ++count;
+  }
+};
+
+// Writes the folders of the plan's buckets in bucket order.
+template <typename T>
+KWLONG WriteBuckets(const Plan& plan, const Source& source, const Target& target,
+                    int32_t copyPurpose, ZRFHDRBUF* out, uint32_t fn) {
+  const ZRFPROPS* list = source.list;
+  FolderWriter<T> writer(source, target, out, fn);
+  for (uint32_t rest = plan.buckets; rest != 0; rest &= rest - 1) {
+    const auto bucket = static_cast<uint32_t>(__builtin_ctz(rest));
+    const auto folder = static_cast<FolderId>(bucket % kFolderCount);
+    if (const KWLONG reason = writer.BeginFolder(folder); reason != KWRC_NONE) return reason;
+    // The kept nodes first, then (for a long list) the rest of the list
+    // from behind the last kept node.
+    for (uint32_t i = plan.head[bucket]; i != kNoSlot; i = plan.slots[i].next) {
+      const Slot& slot = plan.slots[i];
+      if (const KWLONG reason = writer.WriteElement(slot.View(list), slot.Place(), folder);
+          reason != KWRC_NONE) {
+        return reason;
+      }
+    }
+    if (!plan.all_kept) {
+      const uint32_t resume = plan.slots[plan.count - 1].offset;
+      KWLONG reason = KWRC_NONE;
+      const bool walked = ForEachNode(list, [&](const NodeView& node) {
+        const auto offset = static_cast<uint32_t>(node.node - ListBytes(list));
+        if (offset <= resume || !IsSelected(node, copyPurpose)) return true;
+        const Placement placement = PlaceName(source.family, node.name, node.name_length);
+        if (BucketOf(placement, node) != bucket) return true;
+        reason = writer.WriteElement(node, placement, folder);
+        return reason == KWRC_NONE;
+      });
+      if (reason != KWRC_NONE) return reason;
+      if (!walked) {
+        xcsERDPFn(kComponent, __FILE__, kProbeDamaged, xcsRC_UNEXPECTED_ERROR,
+                  "Property list damaged", list, kHeaderLength);
+        return KWRC_UNEXPECTED_ERROR;
+      }
+    }
+    if (const KWLONG reason = writer.EndFolder(folder); reason != KWRC_NONE) return reason;
+  }
+  return KWRC_NONE;
+}
+
 }  // namespace
 
 KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
@@ -569,49 +751,39 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
     return reason;
   }
   const ZRFPROPS* list = pal->pProps;
-  const auto selected = [&](const NodeView& node) {
-    return SelectedByPurpose(node, opts.CopyPurpose) &&
-           (node.type_flags & ZRF_TYPE_MASK) != ZRF_TYPE_NAME_ONLY;
-  };
 
-  // First pass: each selected node's folder, kept for the first nodes, and
-  // which folders have properties, so that each is written in one pass.
-  struct Slot {
-    uint32_t offset;
-    uint32_t bucket;
-    Placement placement;
-  };
-  Slot slots[kSlotCache];
-  uint32_t slotCount = 0;
-  bool allCached = true;
-  uint32_t buckets = 0;
+  // First pass: each selected node's folder, kept for the first nodes and
+  // chained per bucket, and which folders have properties, so that each is
+  // written in one pass over its own nodes. (A plain loop: counters that a
+  // lambda captures live in memory.)
+  Plan plan;
   uint32_t firstMarked = 0;
-  const bool walked = ForEachNode(list, [&](const NodeView& node) {
-    if (!selected(node)) {
+  const uint8_t* bytes = ListBytes(list);
+  const uint32_t end = list->StrucLen;
+  for (uint32_t offset = kHeaderLength; offset < end;) {
+    NodeView node;
+    if (!DecodeNode(bytes + offset, end - offset, &node)) {
+      return DamagedList(pal, __FILE__, kProbeDamaged, "Property list damaged");
+    }
+    const uint32_t at = offset;
+    offset += node.length;
+    if (!IsSelected(node, opts.CopyPurpose)) {
       ++marks->Skipped;
-      return true;
+      continue;
     }
     const Placement placement = PlaceName(source.family, node.name, node.name_length);
     const uint32_t bucket = BucketOf(placement, node);
-    buckets |= 1u << bucket;
-    const auto offset = static_cast<uint32_t>(node.node - ListBytes(list));
-    if (slotCount < kSlotCache) {
-      slots[slotCount++] = Slot{offset, bucket, placement};
-    } else {
-      allCached = false;
-    }
+    plan.Add(node, at, placement, bucket);
     ++marks->Written;
     if (bucket < kFolderCount) {
       ++marks->Compatible;
     } else {
       ++marks->NonCompatible;
       marks->MarkedSupport |= node.support;
-      if (firstMarked == 0) firstMarked = offset;
+      if (firstMarked == 0) firstMarked = at;
     }
-    return true;
-  });
-  if (!walked) return DamagedList(pal, __FILE__, kProbeDamaged, "Property list damaged");
-  if (buckets == 0) return KWRC_PROPERTY_NOT_AVAILABLE;
+  }
+  if (plan.buckets == 0) return KWRC_PROPERTY_NOT_AVAILABLE;
 
   const uint32_t start = out->Length;
   if (const KWLONG reason = ReserveOut(out, kRfh2FixedLength, __FILE__, kProbeOut);
@@ -623,40 +795,7 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
   KWLONG reason = KWRC_NONE;
   WithFamily(target.family, [&](auto traits) {
     using T = decltype(traits);
-    FolderWriter<T> writer(source, target, out, fn);
-    for (uint32_t bucket = 0; bucket < kBucketCount && reason == KWRC_NONE; ++bucket) {
-      if ((buckets & (1u << bucket)) == 0) continue;
-      const auto folder = static_cast<FolderId>(bucket % kFolderCount);
-      uint32_t written = 0;
-      reason = writer.WriteFolder(
-          folder,
-          [&](auto&& visit) {
-            // The cached nodes first, then (for a long list) the rest of the
-            // list from behind the last cached node.
-            for (uint32_t i = 0; i < slotCount; ++i) {
-              if (slots[i].bucket != bucket) continue;
-              NodeView node{};
-              const uint32_t offset = slots[i].offset;
-              if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &node)) {
-                return false;
-              }
-              if (!visit(node, slots[i].placement)) return true;
-            }
-            if (allCached) return true;
-            const uint32_t resume = slots[slotCount - 1].offset;
-            bool stopped = false;
-            return ForEachNode(list, [&](const NodeView& node) {
-              if (stopped) return false;
-              const auto offset = static_cast<uint32_t>(node.node - ListBytes(list));
-              if (offset <= resume || !selected(node)) return true;
-              const Placement placement = PlaceName(source.family, node.name, node.name_length);
-              if (BucketOf(placement, node) != bucket) return true;
-              stopped = !visit(node, placement);
-              return !stopped;
-            });
-          },
-          &written);
-    }
+    reason = WriteBuckets<T>(plan, source, target, opts.CopyPurpose, out, fn);
   });
   if (reason != KWRC_NONE) {
     out->Length = start;
@@ -692,14 +831,9 @@ KWLONG ConvertOneToRfh2(const ZRFPAL* pal, uint32_t nodeOffset, const ZRFHDROPTS
   WithFamily(target.family, [&](auto traits) {
     using T = decltype(traits);
     FolderWriter<T> writer(source, target, out, fn);
-    uint32_t written = 0;
-    reason = writer.WriteFolder(
-        placement.folder,
-        [&](auto&& visit) {
-          visit(node, placement);
-          return true;
-        },
-        &written);
+    reason = writer.BeginFolder(placement.folder);
+    if (reason == KWRC_NONE) reason = writer.WriteElement(node, placement, placement.folder);
+    if (reason == KWRC_NONE) reason = writer.EndFolder(placement.folder);
   });
   if (reason != KWRC_NONE) out->Length = start;
   return reason;
