@@ -98,10 +98,6 @@ inline constexpr uint32_t kMaxValueText = 48;
 // length; 0 for a code that is no fixed-size value.
 uint32_t FormatFixedValue(uint32_t code, const uint8_t* value, char* out);
 
-// The dt attribute value of a type code; empty for a string (no dt) and
-// for codes that have none.
-std::string_view DtOf(uint32_t code);
-
 // ---------------------------------------------------------------------------
 // Folders (props_folder_choice.cpp).
 
