@@ -50,10 +50,10 @@ class Messages {
     Set("mcd.Msd", KWTYPE_STRING, "jms_text", 8);
     for (int i = 3; i < count; ++i) {
       const std::string group = i % 3 == 0 ? "order" + std::to_string(i / 12) + "." : "";
-      const std::string name = group + "prop" + std::to_string(i);
+      const std::string name = group + "property" + std::to_string(i);
       switch (i % 6) {
         case 0: {
-          const std::string v = "Customer <" + std::to_string(i) + "> & sons";
+          const std::string v = "Customer <" + std::to_string(i) + "> & sons, wholesale and retail";
           Set(name, KWTYPE_STRING, v.data(), static_cast<KWLONG>(v.size()));
           break;
         }
@@ -78,7 +78,8 @@ class Messages {
           break;
         }
         default: {
-          const std::string v = "plain text value number " + std::to_string(i);
+          const std::string v =
+              "plain text value number " + std::to_string(i) + " of the customer order";
           Set(name, KWTYPE_STRING, v.data(), static_cast<KWLONG>(v.size()));
           break;
         }
