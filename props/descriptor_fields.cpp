@@ -2,6 +2,7 @@
 // writing those values (the table is documented in descriptor_fields.h).
 #include "props/descriptor_fields.h"
 
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -278,6 +279,32 @@ MdAccess IntegerOf(MdPropType type, const void* value, uint32_t length, int64_t*
   }
 }
 
+// Mapped identifiers are below this bound (all in the descriptor, JMS and
+// JMS_ZOL families, the highest of which is 5); kMappingOfId gives each
+// identifier below it the index of its mapping, or -1.
+constexpr NameId kMappedIdLimit = (ZRF_NAME_FAMILY_JMS_ZOL + 1) * 100;
+constexpr size_t kMappingCount = sizeof(kMappings) / sizeof(kMappings[0]);
+static_assert(kMappingCount < 128, "mapping indexes are held as signed bytes");
+
+constexpr std::array<int8_t, kMappedIdLimit> MappingOfId() {
+  std::array<int8_t, kMappedIdLimit> index{};
+  for (int8_t& i : index) i = -1;
+  // The first mapping of an identifier answers, as a search in table order
+  // would.
+  for (size_t i = kMappingCount; i-- > 0;) {
+    index[static_cast<size_t>(kMappings[i].id)] = static_cast<int8_t>(i);
+  }
+  return index;
+}
+constexpr std::array<int8_t, kMappedIdLimit> kMappingOfId = MappingOfId();
+
+constexpr bool MappedIdsBelowLimit() {
+  for (const DescriptorMapping& m : kMappings)
+    if (m.id <= 0 || m.id >= kMappedIdLimit) return false;
+  return true;
+}
+static_assert(MappedIdsBelowLimit(), "a mapped identifier outside the index");
+
 bool FitsInt32(int64_t v) {
   return v >= std::numeric_limits<int32_t>::min() && v <= std::numeric_limits<int32_t>::max();
 }
@@ -285,17 +312,9 @@ bool FitsInt32(int64_t v) {
 }  // namespace
 
 const DescriptorMapping* FindDescriptorMapping(NameId id) {
-  // Descriptor-mapped identifiers are all in the families below; everything
-  // else is turned away without a search.
-  const KWLONG family = ZRF_NAME_FAMILY(id);
-  if (family != ZRF_NAME_FAMILY_KWMD && family != ZRF_NAME_FAMILY_JMS &&
-      family != ZRF_NAME_FAMILY_JMS_SHORT && family != ZRF_NAME_FAMILY_JMS_ZOL) {
-    return nullptr;
-  }
-  for (const DescriptorMapping& m : kMappings) {
-    if (m.id == id) return &m;
-  }
-  return nullptr;
+  if (id < 0 || id >= kMappedIdLimit) return nullptr;
+  const int8_t i = kMappingOfId[static_cast<size_t>(id)];
+  return i < 0 ? nullptr : &kMappings[static_cast<size_t>(i)];
 }
 
 MdAccess ReadDescriptorValue(const KWMD& md, const DescriptorMapping& m, MdValue* out) {

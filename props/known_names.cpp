@@ -1,12 +1,14 @@
 // The known property names: the name families the system defines itself,
-// each name with its identifier. Every name is held in all five encoding
-// families (encoded_words.h) and compared in the name's own encoding.
+// each name with its identifier. A name is compared in its own encoding
+// through its ASCII reading (name_head.h), found by a perfect hash over the
+// known names and confirmed by four 64-bit compares.
 #include <array>
 #include <string_view>
 
 #include "base/trace_ids.h"
-#include "props/encoded_words.h"
+#include "props/name_head.h"
 #include "props/property_names.h"
+#include "props/word_hash.h"
 #include "zxvxcs2/xcs_trace.h"
 
 namespace zxv::props {
@@ -164,15 +166,71 @@ constexpr KnownName kKnownNames[] = {
 };
 constexpr size_t kKnownCount = sizeof(kKnownNames) / sizeof(kKnownNames[0]);
 
-constexpr std::array<std::string_view, kKnownCount> KnownTexts() {
-  std::array<std::string_view, kKnownCount> texts{};
-  for (size_t i = 0; i < kKnownCount; ++i) texts[i] = kKnownNames[i].text;
-  return texts;
-}
-constexpr std::array<std::string_view, kKnownCount> kKnownTexts = KnownTexts();
-static_assert(AllInvariant(kKnownTexts), "known names must use invariant characters");
+// Known names have 5 to 29 characters; the lookup reads a name of that many
+// characters whole, as four 64-bit words.
+constexpr uint32_t kShortestKnown = 5;
+constexpr uint32_t kLongestKnown = 29;
+constexpr uint32_t kKnownBuffer = 32;  // characters, rounded up to whole words
 
-constexpr EncodedWords<kKnownCount, TotalChars(kKnownTexts)> kKnownEncoded(kKnownTexts);
+constexpr bool KnownNamesFit() {
+  for (const KnownName& k : kKnownNames) {
+    if (k.text.size() < kShortestKnown || k.text.size() > kLongestKnown) return false;
+    for (char c : k.text)
+      if (EbcdicInvariant(c) == 0) return false;
+  }
+  return true;
+}
+static_assert(KnownNamesFit(), "known names: 5 to 29 invariant characters");
+
+// A name of n (5..29) ASCII characters as the words the lookup compares:
+// the first 8 characters, the last 8 (when there are more than 8), and
+// characters 8-15 and 16-23 when the first and last words do not cover
+// them. Together they hold every character, so equal words mean equal names.
+struct KnownWords {
+  uint64_t w[4];
+};
+
+constexpr KnownWords WordsOfText(std::string_view t) {
+  const auto n = static_cast<uint32_t>(t.size());
+  return KnownWords{
+      {Pack(t), n > 8 ? Pack(t, n - 8) : 0, n > 16 ? Pack(t, 8) : 0, n > 24 ? Pack(t, 16) : 0}};
+}
+
+// The same words of n readable bytes at p (no byte at or past p + n read).
+inline KnownWords WordsOfBytes(const uint8_t* p, uint32_t n) {
+  return KnownWords{{LoadUpTo8(p, n), n > 8 ? Load64(p + n - 8) : 0, n > 16 ? Load64(p + 8) : 0,
+                     n > 24 ? Load64(p + 16) : 0}};
+}
+
+constexpr uint64_t KnownKey(const KnownWords& words, uint32_t n) {
+  return MixKey(words.w[0], words.w[1], n);
+}
+
+struct KnownEntry {
+  KnownWords words;
+  uint32_t length;
+  NameId id;
+};
+
+constexpr std::array<KnownEntry, kKnownCount> KnownEntries() {
+  std::array<KnownEntry, kKnownCount> entries{};
+  for (size_t i = 0; i < kKnownCount; ++i) {
+    entries[i] = KnownEntry{WordsOfText(kKnownNames[i].text),
+                            static_cast<uint32_t>(kKnownNames[i].text.size()), kKnownNames[i].id};
+  }
+  return entries;
+}
+constexpr std::array<KnownEntry, kKnownCount> kKnownEntries = KnownEntries();
+
+constexpr std::array<uint64_t, kKnownCount> KnownKeys() {
+  std::array<uint64_t, kKnownCount> keys{};
+  for (size_t i = 0; i < kKnownCount; ++i) {
+    keys[i] = KnownKey(kKnownEntries[i].words, kKnownEntries[i].length);
+  }
+  return keys;
+}
+constexpr WordHash<kKnownCount, 11> kKnownHash(KnownKeys());
+static_assert(kKnownHash.ok(), "the known names need a perfect hash");
 
 // First characters of known names, as a 128-bit ASCII mask: most ordinary
 // names are turned away by their first character alone.
@@ -186,34 +244,48 @@ constexpr std::array<uint64_t, 2> FirstCharMask() {
 }
 constexpr std::array<uint64_t, 2> kFirstCharMask = FirstCharMask();
 
-// The ASCII character of an EBCDIC invariant code point, 0 for any other.
-constexpr std::array<uint8_t, 256> EbcdicToAscii() {
-  std::array<uint8_t, 256> table{};
-  for (int c = 1; c < 128; ++c) {
-    const uint8_t e = EbcdicInvariant(static_cast<char>(c));
-    if (e != 0) table[e] = static_cast<uint8_t>(c);
-  }
-  return table;
-}
-constexpr std::array<uint8_t, 256> kEbcdicToAscii = EbcdicToAscii();
+bool MayBeFirst(uint8_t c) { return c < 128 && ((kFirstCharMask[c >> 6] >> (c & 63u)) & 1u) != 0; }
 
-bool MayBeKnown(const NameBytes& name) {
-  uint32_t first = UnitAt(name, 0);
-  if (name.family == NameFamily::kEbcdic) first = kEbcdicToAscii[first];
-  return first < 128 && ((kFirstCharMask[first >> 6] >> (first & 63u)) & 1u) != 0;
+NameId Lookup(const KnownWords& words, uint32_t n) {
+  const int i = kKnownHash.Find(KnownKey(words, n));
+  if (i < 0) return ZRF_NAME_NONE;
+  const KnownEntry& e = kKnownEntries[static_cast<size_t>(i)];
+  const bool same = e.length == n && e.words.w[0] == words.w[0] && e.words.w[1] == words.w[1] &&
+                    e.words.w[2] == words.w[2] && e.words.w[3] == words.w[3];
+  return same ? e.id : ZRF_NAME_NONE;
+}
+
+// The lookup words of a name read unit by unit (EBCDIC, UCS-2).
+KnownWords WordsOfUnits(const NameBytes& name, uint32_t n) {
+  uint64_t chars[kKnownBuffer / 8] = {0, 0, 0, 0};  // characters 0-7, 8-15, ...
+  for (uint32_t k = 0; 8 * k < n; ++k) {
+    const uint32_t left = n - 8 * k;
+    chars[k] = GatherAscii(name, 8 * k, left < 8 ? left : 8);
+  }
+  uint64_t last = 0;  // characters n-8 .. n-1
+  if (n > 8) {
+    const uint32_t from = n - 8;
+    const uint32_t shift = 8 * (from % 8);
+    last = chars[from / 8] >> shift;
+    if (shift != 0) last |= chars[from / 8 + 1] << (64 - shift);
+  }
+  return KnownWords{{chars[0], last, n > 16 ? chars[1] : 0, n > 24 ? chars[2] : 0}};
 }
 
 }  // namespace
 
 NameId FindKnownName(const NameBytes& name) {
-  if (name.family == NameFamily::kUnknown || name.data == nullptr ||
-      name.length < UnitBytes(name.family) || !MayBeKnown(name)) {
-    return ZRF_NAME_NONE;
+  if (name.family == NameFamily::kUnknown || name.data == nullptr) return ZRF_NAME_NONE;
+  const uint32_t unit = UnitBytes(name.family);
+  const uint32_t n = name.length / unit;
+  // Known names are whole units of 5 to 29 characters.
+  if (n < kShortestKnown || n > kLongestKnown || name.length % unit != 0) return ZRF_NAME_NONE;
+  if (ReadInPlace(name.family)) {
+    if (!MayBeFirst(name.data[0])) return ZRF_NAME_NONE;
+    return Lookup(WordsOfBytes(name.data, n), n);
   }
-  for (size_t i = 0; i < kKnownCount; ++i) {
-    if (SameBytes(name, kKnownEncoded.Word(name.family, i))) return kKnownNames[i].id;
-  }
-  return ZRF_NAME_NONE;
+  if (!MayBeFirst(static_cast<uint8_t>(GatherAscii(name, 0, 1)))) return ZRF_NAME_NONE;
+  return Lookup(WordsOfUnits(name, n), n);
 }
 
 KWLONG CheckForKnownName(const NameBytes& name, NameId* id) {

@@ -25,14 +25,25 @@ enum class NameCharForm : uint8_t {
   kEbcdicByte = 3,  // single byte, full stop 0x4B
 };
 
+// Bits of a row's byte table.
+enum NameCharClass : uint8_t {
+  kCharMayStart = 1,   // in the start set
+  kCharMayFollow = 2,  // in the part set, or the row's full stop
+};
+
 struct NameCharRow {
   int32_t ccsid;  // 0 ends the table
   NameCharForm form;
   const uint64_t* start;  // characters that may begin a name
   const uint64_t* part;   // characters that may follow the first
+  // The two sets again as 256 bytes of NameCharClass bits, one per byte
+  // value (Unicode rows: per code point below 256), for checks that read a
+  // byte per character. Unlike the part set, kCharMayFollow includes the full
+  // stop (0x2E, or 0x4B in EBCDIC rows).
+  const uint8_t* classes;
 };
 
-// Rows in search order, followed by one row with CCSID 0.
+// Rows in their order, followed by one row with CCSID 0.
 inline constexpr size_t kNameCharRowCount = 109;
 extern const NameCharRow kNameCharTable[kNameCharRowCount + 1];
 
@@ -40,8 +51,17 @@ extern const NameCharRow kNameCharTable[kNameCharRowCount + 1];
 // (generated; rows of related code pages point at the same pair).
 extern const size_t kNameCharByteSetPairs;
 
-// The row of `ccsid`, searched in table order; null when the CCSID has none.
-const NameCharRow* FindNameCharRow(int32_t ccsid);
+// The row of `ccsid`; null when the CCSID has none.
+const NameCharRow* FindNameCharRowByHash(int32_t ccsid);
+
+// The first row is UTF-8's, the CCSID of nearly every name; a test keeps it
+// there.
+inline constexpr int32_t kFirstRowCcsid = 1208;
+
+// The row of `ccsid`; null when the CCSID has none.
+inline const NameCharRow* FindNameCharRow(int32_t ccsid) {
+  return ccsid == kFirstRowCcsid ? &kNameCharTable[0] : FindNameCharRowByHash(ccsid);
+}
 
 // True when bit `index` is set in `set`.
 inline bool TestCharBit(const uint64_t* set, uint32_t index) {

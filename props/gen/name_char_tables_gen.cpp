@@ -17,6 +17,10 @@
 //   one pair.
 // * Each single-byte row also records whether its full stop is 0x2E (ASCII
 //   based) or 0x4B (EBCDIC); the generator fails when a row has neither.
+// * Every row also gets a 256-entry byte table of the same sets (for the
+//   Unicode rows: of the code points below 256), its full stop counted as a
+//   character that may follow, so that a check reads one byte per character
+//   instead of testing bits. Rows with equal tables share one.
 //
 // Code pages are opened by CCSID number (ucnv_openCCSID),
 // except the rows in kRowSources: the Mac code pages, which ICU knows only by
@@ -117,7 +121,8 @@ constexpr RowSource kRowSources[] = {
      "Simplified Chinese PC extended single byte -> single-byte part of GBK 1386"},
     {1043, 950, nullptr, Transform::kNone,
      "Traditional Chinese PC extended single byte -> single-byte part of Big5 950"},
-    {1046, 1089, nullptr, Transform::kNone, "Arabic PC extended -> ISO Arabic 1089, its base layout"},
+    {1046, 1089, nullptr, Transform::kNone,
+     "Arabic PC extended -> ISO Arabic 1089, its base layout"},
     {1115, 1386, nullptr, Transform::kNone,
      "Simplified Chinese PC single byte -> single-byte part of GBK 1386"},
     {8612, 420, nullptr, Transform::kNone, "EBCDIC Arabic extended -> EBCDIC Arabic 420"},
@@ -137,10 +142,32 @@ struct Row {
   int32_t ccsid;
   bool unicode;
   Form form;
-  size_t pair;  // index into the shared byte pairs
+  size_t pair;     // index into the shared byte pairs
+  size_t classes;  // index into the shared byte tables
 };
 
 void SetBit(uint64_t* set, uint32_t index) { set[index >> 6] |= uint64_t{1} << (index & 63u); }
+
+bool TestBit(const uint64_t* set, uint32_t index) {
+  return ((set[index >> 6] >> (index & 63u)) & 1u) != 0;
+}
+
+// The values of NameCharClass in name_char_table.h.
+constexpr uint8_t kClassStart = 1;
+constexpr uint8_t kClassFollow = 2;
+
+using ClassTable = std::array<uint8_t, 256>;
+
+// The byte table of a pair of sets whose first 256 bits are read, with the
+// full stop `fullStop` added to the characters that may follow.
+ClassTable ClassesOf(const uint64_t* start, const uint64_t* part, uint32_t fullStop) {
+  ClassTable t{};
+  for (uint32_t b = 0; b < 256; ++b) {
+    t[b] = static_cast<uint8_t>((TestBit(start, b) ? kClassStart : 0) |
+                                (TestBit(part, b) || b == fullStop ? kClassFollow : 0));
+  }
+  return t;
+}
 
 const RowSource* FindSource(int32_t ccsid) {
   for (const RowSource& s : kRowSources)
@@ -236,9 +263,17 @@ int Generate(const char* outPath) {
   std::map<BytePair, size_t> pairIndex;
   std::vector<Row> rows;
   std::map<int32_t, std::string> icuNames;
+  std::vector<ClassTable> classTables;
+  std::map<ClassTable, size_t> classIndex;
+  auto classesFor = [&](const ClassTable& t) {
+    auto [it, inserted] = classIndex.emplace(t, classTables.size());
+    if (inserted) classTables.push_back(t);
+    return it->second;
+  };
+  const size_t unicodeClasses = classesFor(ClassesOf(uniStart.data(), uniPart.data(), 0x2E));
   for (int32_t ccsid : kCcsids) {
     if (IsUnicodeCcsid(ccsid)) {
-      rows.push_back(Row{ccsid, true, Form::kAscii, 0});
+      rows.push_back(Row{ccsid, true, Form::kAscii, 0, unicodeClasses});
       continue;
     }
     CodePage page;
@@ -263,7 +298,9 @@ int Generate(const char* outPath) {
     }
     auto [it, inserted] = pairIndex.emplace(pair, pairs.size());
     if (inserted) pairs.push_back(pair);
-    rows.push_back(Row{ccsid, false, form, it->second});
+    const size_t classes = classesFor(
+        ClassesOf(pair.first.data(), pair.second.data(), form == Form::kAscii ? 0x2E : 0x4B));
+    rows.push_back(Row{ccsid, false, form, it->second, classes});
   }
 
   // Written beside the target and renamed, so a failed run never leaves a
@@ -306,19 +343,34 @@ int Generate(const char* outPath) {
         static_cast<unsigned long long>(p.second[0]), static_cast<unsigned long long>(p.second[1]),
         static_cast<unsigned long long>(p.second[2]), static_cast<unsigned long long>(p.second[3]));
   }
+  std::fprintf(f,
+               "};\n\n// [table][byte]: 1 may start a name, 2 may follow (the full stop "
+               "included)\nalignas(64) constexpr uint8_t kByteClasses[%zu][256] = {\n",
+               classTables.size());
+  for (const ClassTable& t : classTables) {
+    std::fprintf(f, "    {");
+    for (size_t b = 0; b < 256; ++b) {
+      std::fprintf(f, "%s%u", b == 0 ? "" : (b % 32 == 0 ? ",\n     " : ","), t[b]);
+    }
+    std::fprintf(f, "},\n");
+  }
   std::fprintf(f, "};\n\n}  // namespace\n\n");
   std::fprintf(f, "extern const size_t kNameCharByteSetPairs = %zu;\n\n", pairs.size());
   std::fprintf(f, "extern const NameCharRow kNameCharTable[kNameCharRowCount + 1] = {\n");
   for (const Row& r : rows) {
     if (r.unicode) {
-      std::fprintf(f, "    {%d, NameCharForm::%s, kUnicodeStart, kUnicodePart},\n", r.ccsid,
-                   r.ccsid == 1208 ? "kUtf8" : "kUcs2");
+      std::fprintf(f,
+                   "    {%d, NameCharForm::%s, kUnicodeStart, kUnicodePart, kByteClasses[%zu]},\n",
+                   r.ccsid, r.ccsid == 1208 ? "kUtf8" : "kUcs2", r.classes);
     } else {
-      std::fprintf(f, "    {%d, NameCharForm::%s, kByteSets[%zu][0], kByteSets[%zu][1]},\n",
-                   r.ccsid, r.form == Form::kAscii ? "kAsciiByte" : "kEbcdicByte", r.pair, r.pair);
+      std::fprintf(f,
+                   "    {%d, NameCharForm::%s, kByteSets[%zu][0], kByteSets[%zu][1], "
+                   "kByteClasses[%zu]},\n",
+                   r.ccsid, r.form == Form::kAscii ? "kAsciiByte" : "kEbcdicByte", r.pair, r.pair,
+                   r.classes);
     }
   }
-  std::fprintf(f, "    {0, NameCharForm::kAsciiByte, nullptr, nullptr},\n};\n\n");
+  std::fprintf(f, "    {0, NameCharForm::kAsciiByte, nullptr, nullptr, nullptr},\n};\n\n");
   std::fprintf(f, "}  // namespace zxv::props\n");
   if (std::fclose(f) != 0 || std::rename(tmpPath.c_str(), outPath) != 0) {
     std::perror(outPath);
