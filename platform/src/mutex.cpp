@@ -76,8 +76,38 @@ timespec Deadline(int32_t timeout_ms) {
   return when;
 }
 
+// Injection state, as the allocator's: `armed_nth` 0 means off; requests
+// are counted from the moment injection was armed.
+std::atomic<uint32_t> g_armed_nth{0};
+std::atomic<uint32_t> g_inject_code{0};
+std::atomic<bool> g_inject_repeat{false};
+std::atomic<uint64_t> g_requests_since_armed{0};
+
+// The code to fail this request with, or xcsRC_OK.
+xcsRC InjectedFailure() {
+  const uint32_t nth = g_armed_nth.load(std::memory_order_acquire);
+  if (nth == 0) return xcsRC_OK;
+  const uint64_t call = g_requests_since_armed.fetch_add(1, std::memory_order_acq_rel) + 1;
+  const bool repeat = g_inject_repeat.load(std::memory_order_relaxed);
+  if (call == nth || (repeat && call > nth)) {
+    const xcsRC code = g_inject_code.load(std::memory_order_relaxed);
+    return code == xcsRC_OK ? xcsRC_MUTEX_ERROR : code;
+  }
+  return xcsRC_OK;
+}
+
+void ArmInjection(uint32_t nth, xcsRC code, bool repeat) {
+  g_armed_nth.store(0, std::memory_order_release);
+  if (nth == 0) return;
+  g_inject_code.store(code, std::memory_order_relaxed);
+  g_inject_repeat.store(repeat, std::memory_order_relaxed);
+  g_requests_since_armed.store(0, std::memory_order_relaxed);
+  g_armed_nth.store(nth, std::memory_order_release);
+}
+
 xcsRC Request(xcsMUTEX* m, int32_t timeout_ms) {
   if (!Valid(m)) return xcsRC_INVALID_PARAMETER;
+  if (const xcsRC injected = InjectedFailure(); injected != xcsRC_OK) return injected;
   int err = 0;
   if (timeout_ms < 0) {
     err = ::pthread_mutex_lock(&m->mutex);
@@ -172,6 +202,10 @@ extern "C" XCS_API xcsRC xcsCreateMutex(xcsMUTEX** mutex) { return zxv::platform
 
 extern "C" XCS_API xcsRC xcsRequestMutex(xcsMUTEX* mutex, int32_t timeoutMs) {
   return zxv::platform::Request(mutex, timeoutMs);
+}
+
+extern "C" XCS_API void xcsInjectMutexFailure(uint32_t nth, xcsRC code, int repeat) {
+  zxv::platform::ArmInjection(nth, code, repeat != 0);
 }
 
 extern "C" XCS_API xcsRC xcsReleaseMutex(xcsMUTEX* mutex) { return zxv::platform::Release(mutex); }

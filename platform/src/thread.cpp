@@ -24,9 +24,7 @@ struct ThreadBlock {
 
 thread_local ThreadBlock t_thread;
 
-xihPROCESS g_process{{'X', 'I', 'H', 'P'}, 0};
-
-void RefreshProcessId() { g_process.ProcessId = static_cast<int32_t>(::getpid()); }
+void RefreshProcessId() { xihProcessBlock.ProcessId = static_cast<int32_t>(::getpid()); }
 
 // The block is filled at load and again in the child after a fork, so that
 // readers never race with a writer.
@@ -38,9 +36,18 @@ void RefreshProcessId() { g_process.ProcessId = static_cast<int32_t>(::getpid())
 
 }  // namespace
 
-extern "C" XCS_API xihTHREAD* xihGetThread(void) { return &t_thread.block; }
+extern "C" {
+XCS_API __thread xihTHREAD* xihThreadSelf __attribute__((tls_model("initial-exec"))) = nullptr;
+XCS_API xihPROCESS xihProcessBlock = {{'X', 'I', 'H', 'P'}, 0};
+}
 
-extern "C" XCS_API const xihPROCESS* xihGetProcess(void) { return &g_process; }
+extern "C" XCS_API xihTHREAD* xihGetThread(void) {
+  xihTHREAD* block = &t_thread.block;
+  xihThreadSelf = block;
+  return block;
+}
+
+extern "C" XCS_API const xihPROCESS* xihGetProcess(void) { return &xihProcessBlock; }
 
 extern "C" XCS_API void xcsSleepMicros(uint32_t micros) {
   struct timespec ts;

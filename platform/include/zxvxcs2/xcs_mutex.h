@@ -35,6 +35,14 @@ XCS_API xcsRC xcsDestroyMutex(xcsMUTEX* mutex);
 /* Non-zero when the calling thread holds the mutex. */
 XCS_API int xcsMutexHeldByMe(const xcsMUTEX* mutex);
 
+/* Failure injection for tests, process-wide, as xcsInjectAllocFailure: the
+ * `nth` xcsRequestMutex from now (1 = the next one) fails with `code` and
+ * leaves the mutex untaken; with `repeat` non-zero every request from that
+ * one on fails. nth 0 switches injection off. An injected xcsRC_OK is
+ * replaced by xcsRC_MUTEX_ERROR. When off a request pays one predictable
+ * branch for it. */
+XCS_API void xcsInjectMutexFailure(uint32_t nth, xcsRC code, int repeat);
+
 /* Named mutexes (process-wide registry). Delete of the last user refuses a
  * held mutex (xcsRC_MUTEX_ERROR); a mutex not from the registry gives
  * xcsRC_INVALID_PARAMETER. */

@@ -34,6 +34,21 @@ XCS_API xihTHREAD* xihGetThread(void);
 /* The process block (process id kept current across fork). Never null. */
 XCS_API const xihPROCESS* xihGetProcess(void);
 
+/* Hot-path accessors. The first xihGetThread on a thread caches the block's
+ * address in an initial-exec thread-local pointer of the layer, so that
+ * reading it afterwards is one load: no call and no dynamic TLS lookup. The
+ * process block is read in place. Both return what xihGetThread and
+ * xihGetProcess return. */
+XCS_API extern __thread xihTHREAD* xihThreadSelf __attribute__((tls_model("initial-exec")));
+XCS_API extern xihPROCESS xihProcessBlock;
+
+static inline xihTHREAD* xihCurrentThread(void) {
+  xihTHREAD* thread = xihThreadSelf;
+  return thread != NULL ? thread : xihGetThread();
+}
+
+static inline int32_t xihCurrentProcessId(void) { return xihProcessBlock.ProcessId; }
+
 /* Sleeps the calling thread for the given number of microseconds. */
 XCS_API void xcsSleepMicros(uint32_t micros);
 
