@@ -15,8 +15,10 @@
 #include <cstdint>
 
 #include "base/trace_ids.h"
+#include "props/property_store.h"
 #include "zxvxcs2/xcs_mutex.h"
 #include "zxvxcs2/xcs_thread.h"
+#include "zxvxcs2/xcs_trace.h"
 #include "zxvxzu/message_handle.h"
 #include "zxvxzu/properties.h"
 
@@ -146,8 +148,15 @@ void ResetHandle(MsgHandle* handle, bool resetDescriptor);
 // ---------------------------------------------------------------------------
 // Locks (message_handle_lock.cpp).
 
-// 0 when `hMsg` is on the anchor's list, else 2460; addresses only.
-KWLONG VerifyHandle(KWHMSG hMsg, const MsgHandleAnchor* anchor);
+// 0 when `hMsg` is on the anchor's list, else 2460; addresses only (a value
+// that is no handle may point anywhere).
+inline KWLONG VerifyHandle(KWHMSG hMsg, const MsgHandleAnchor* anchor) {
+  if (anchor == nullptr) return KWRC_HMSG_ERROR;
+  for (const MsgHandle* h = anchor->pHead; h != nullptr; h = h->pNext) {
+    if (HandleValueOf(h) == hMsg) return KWRC_NONE;
+  }
+  return KWRC_HMSG_ERROR;
+}
 
 // See zstAcquireMessageHandle. `thread` may be null.
 KWLONG AcquireHandle(xihTHREAD* thread, KWHMSG hMsg, const char* description,
@@ -162,6 +171,60 @@ KWLONG LockHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN
 // See zstReleaseMessageHandle.
 ZXVRC ReleaseHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn,
                     KWHOBJ hObj);
+
+// The lock of a property call: traces "Associated" or "Unassociated" under
+// `fn`, then AcquireHandle with lock type 0, HConn and HObj -1, the anchor
+// chosen by AnchorFor and released after locking. `thread` may be null.
+KWLONG AcquireForCallTraced(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, MsgHandleAnchor* anchor,
+                            const char* description, uint32_t fn, MsgHandle** out);
+
+// ReleaseHandle with lock type 0 and HConn/HObj -1: the end of a property
+// call.
+ZXVRC ReleaseForCallTraced(xihTHREAD* thread, MsgHandle* handle);
+
+// AcquireForCallTraced, with the common case inline: a handle of a
+// connection's anchor (no mutex) while detail trace is off, so that the
+// call's traces are none. Every other case, and any failure, goes through
+// AcquireForCallTraced from the start; nothing has changed by then.
+inline KWLONG AcquireForCall(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, MsgHandleAnchor* anchor,
+                             const char* description, uint32_t fn, MsgHandle** out) {
+  if (!IsUnassociated(hConn) && anchor != nullptr && !xtr_active(XTR_LEVEL_DETAIL) &&
+      hMsg != KWHM_NONE && hMsg != KWHM_UNUSABLE_HMSG && VerifyHandle(hMsg, anchor) == KWRC_NONE) {
+    MsgHandle* handle = HandleOf(hMsg);
+    if (handle->hMutex == nullptr) {
+      const auto pid = static_cast<uint32_t>(xihCurrentProcessId());
+      const uint32_t tid = (thread != nullptr ? thread : xihCurrentThread())->ThreadId;
+      if (handle->OwningPid == 0 && handle->OwningTid == 0) {
+        handle->OwningPid = pid;
+        handle->OwningTid = tid;
+        ++handle->TidRecursionCount;
+        *out = handle;
+        return KWRC_NONE;
+      }
+      if (handle->OwningPid == pid && handle->OwningTid == tid) {
+        ++handle->TidRecursionCount;
+        *out = handle;
+        return KWRC_NONE;
+      }
+    }
+  }
+  return AcquireForCallTraced(thread, hConn, hMsg, anchor, description, fn, out);
+}
+
+// ReleaseForCallTraced, with the common case inline as AcquireForCall.
+inline ZXVRC ReleaseForCall(xihTHREAD* thread, MsgHandle* handle) {
+  if (handle->hMutex == nullptr && !xtr_active(XTR_LEVEL_DETAIL) &&
+      handle->OwningPid == static_cast<uint32_t>(xihCurrentProcessId()) &&
+      handle->OwningTid == (thread != nullptr ? thread : xihCurrentThread())->ThreadId &&
+      handle->TidRecursionCount > 0) {
+    if (--handle->TidRecursionCount == 0) {
+      handle->OwningPid = 0;
+      handle->OwningTid = 0;
+    }
+    return ZXVRC_OK;
+  }
+  return ReleaseForCallTraced(thread, handle);
+}
 
 // Releases the anchor's mutex taken by AcquireHandle for a caller that kept
 // it.
@@ -206,51 +269,113 @@ KWLONG ReserveWork(ZRFWORKAREA* work, uint64_t size);
 // the handle and is built again by one walk when the list changed behind it;
 // every node it gives is checked against the list.
 
-struct PropertyIndex;
+struct IndexSlot;
+
+// The index's block: what it describes, its shape and its tables (see
+// message_handle_index.cpp).
+struct PropertyIndex {
+  // What the index describes.
+  const ZRFPROPS* list;
+  uint32_t strucLen;
+  uint32_t propsLen;
+  uint64_t change;
+  // The name family the index was built for (a one-byte full stop, or none).
+  uint8_t ccsidType;
+  uint8_t stop;
+  bool hasStop;
+  uint8_t percent;  // the family's percent sign when it is one byte
+  bool hasPercent;
+  // Capacity and use.
+  uint16_t epoch;      // never 0: a zeroed slot is free
+  uint32_t slotCount;  // a power of two
+  uint32_t slotsUsed;
+  uint32_t idCapacity;  // a multiple of kIdBlock
+  uint32_t idCount;     // ids 1..idCount are in use
+  IndexSlot* slots;
+  uint32_t* offsets;   // node offset by id; offsets[0] unused, unused ids 0
+  uint8_t* nameDelta;  // where the node's name starts, from the node, by id
+  // The encoding family of names in one CCSID, as NameFamilyOf gives it.
+  int32_t familyCcsid;
+  uint8_t family;
+};
 
 // Raises the handle's change count: call after every change to the handle's
 // list that the index did not follow (IndexNote*), so that it is rebuilt.
 inline void NoteListChanged(MsgHandle* handle) { ++handle->Work.ChangeCount; }
 
+// True when `index` describes the handle's list as it is.
+inline bool IndexDescribes(const PropertyIndex* index, const MsgHandle* handle) {
+  const ZRFPROPS* list = handle->pProps;
+  return index != nullptr && list != nullptr && index->change == handle->Work.ChangeCount &&
+         index->list == list && index->strucLen == list->StrucLen &&
+         index->propsLen == list->PropsLen && index->ccsidType == list->CCSIDType;
+}
+
+// Builds the index of the handle's list by one walk, into the handle's
+// block when it is big enough; null when the list cannot be indexed (no
+// list, a damaged one, names of two-byte units) or there is no storage for
+// it: callers then walk.
+PropertyIndex* BuildIndex(MsgHandle* handle);
+
 // The index of the handle's list, built when it does not describe the list;
-// null when the list cannot be indexed (no list, a damaged one, names of
-// two-byte units) or there is no storage for it: callers then walk.
-PropertyIndex* CurrentIndex(MsgHandle* handle);
+// null as BuildIndex.
+inline PropertyIndex* CurrentIndex(MsgHandle* handle) {
+  auto* index = static_cast<PropertyIndex*>(handle->Work.pIndex);
+  return IndexDescribes(index, handle) ? index : BuildIndex(handle);
+}
+
+// NameFamilyOf for a CCSID other than 0, remembering the last asked about.
+uint8_t IndexNameFamilyOf(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL* pal);
 
 // NameFamilyOf(nameCcsid, pal) (the family a name of that CCSID is read
 // in), remembered for the last CCSID asked about.
-uint8_t IndexNameFamily(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL* pal);
+inline uint8_t IndexNameFamily(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL* pal) {
+  if (nameCcsid == 0) return NameFamilyOf(nameCcsid, pal);
+  return index.familyCcsid == nameCcsid ? index.family : IndexNameFamilyOf(index, nameCcsid, pal);
+}
 
-// The offset of the node named exactly `name` (bytes in the list's CCSID).
-// False when the list has no such node.
+// The empty index of the handle's list, which is empty and about to take
+// names of family `ccsidType` (a list that takes its CCSID with its first
+// node); null as CurrentIndex.
+PropertyIndex* EmptyIndexFor(MsgHandle* handle, uint8_t ccsidType);
+
+// Decodes into *node the node named exactly `name` (bytes in the list's
+// CCSID). False when the list has no such node.
 bool IndexFind(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
-               uint32_t length, uint32_t* offset);
+               uint32_t length, NodeView* node);
 
 // The keys of one name (its runs of leading parts, then itself) as the
-// index holds them; IndexLocate fills it for IndexNoteInserted.
-struct IndexSlot;
+// index holds them; IndexLocate fills it for IndexNoteInserted and
+// IndexNoteReplaced.
 struct IndexKeys {
   static constexpr uint32_t kMax = 32;
   uint32_t count;
+  uint32_t foundId;  // the node of the whole name, when found
   uint32_t length[kMax];
   uint32_t hash[kMax];
   IndexSlot* slot[kMax];  // the key's slot, null when the index has none
+  IndexSlot* free[kMax];  // for a key without a slot: where it would go
 };
 
-// Finds the node of `name` (*found true, *offset the node) or the place
-// where a node of that new name goes, as zrfLocatePropertyNode places it.
-// False when the index cannot tell (a name of very many parts).
+// Finds the node of `name` (*found true, *offset the node, decoded into
+// *existing) or the place where a node of that new name goes, as
+// zrfLocatePropertyNode places it. False when the index cannot tell (a name
+// of very many parts, a node that does not decode).
 bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
-                 uint32_t length, IndexKeys* keys, bool* found, uint32_t* offset);
+                 uint32_t length, IndexKeys* keys, bool* found, uint32_t* offset,
+                 NodeView* existing);
 
-// Tells the index that a node of padded `length` was inserted at `offset`
-// (already written to the handle's list) for the name IndexLocate was
-// asked about with `keys`.
-void IndexNoteInserted(MsgHandle* handle, uint32_t offset, uint32_t length, const IndexKeys& keys);
+// Tells the index that a node of padded `length`, whose name starts
+// `nameDelta` bytes into it, was inserted at `offset` (already written to
+// the handle's list) for the name IndexLocate was asked about with `keys`.
+void IndexNoteInserted(MsgHandle* handle, uint32_t offset, uint32_t length, uint8_t nameDelta,
+                       IndexKeys& keys);
 
-// Tells the index that the node at `offset` was rewritten with its padded
-// length changed by `delta`.
-void IndexNoteResized(MsgHandle* handle, uint32_t offset, int32_t delta);
+// Tells the index that the node IndexLocate found (`keys`) at `offset` was
+// rewritten with its padded length changed by `delta` and its name now
+// `nameDelta` bytes into it.
+void IndexNoteReplaced(MsgHandle* handle, const IndexKeys& keys, uint32_t offset, int32_t delta,
+                       uint8_t nameDelta);
 
 // Frees the index.
 void FreeIndex(MsgHandle* handle);

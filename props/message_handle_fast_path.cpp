@@ -13,6 +13,7 @@
 #include "props/name_parts.h"
 #include "props/property_names.h"
 #include "props/property_store.h"
+#include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxcs2/xcs_memory.h"
 #include "zxvxcs2/xcs_trace.h"
 
@@ -22,19 +23,33 @@ namespace {
 constexpr uint32_t kProbeCursor = 1;
 constexpr uint32_t kMinCursorCapacity = 256;
 
-// A list the fast paths may work on: usable, with a CCSID of its own, not
-// verifying itself, and a name that needs no conversion into it.
-const ZRFPROPS* FastList(const MsgHandle* handle, const PropertyName& name) {
+// A list the fast paths may work on: usable, not verifying itself, and a
+// name that needs no conversion into it. Its CCSID and family are in
+// *ccsid and *ccsidType: the list's own, or for an empty list without a
+// CCSID (a new or reset handle) the store's, which the list takes with its
+// first node (*adopt).
+[[gnu::always_inline]] inline const ZRFPROPS* FastList(const MsgHandle* handle,
+                                                       const PropertyName& name, int32_t* ccsid,
+                                                       uint8_t* ccsidType, bool* adopt) {
   const ZRFPROPS* list = handle->pProps;
   // HeaderUsable, inline: this runs on every call.
   if (list == nullptr || handle->PropsSize < kHeaderLength ||
       std::memcmp(list->StrucId, ZRFP_STRUC_ID, sizeof list->StrucId) != 0 ||
       (list->VersionFlags & ZRFP_VERSION_MASK) != ZRFP_VERSION_1 ||
-      list->StrucLen < kHeaderLength || list->StrucLen > handle->PropsSize) {
+      list->StrucLen < kHeaderLength || list->StrucLen > handle->PropsSize ||
+      (list->VersionFlags & ZRFP_FLAG_VERIFY) != 0) {
     return nullptr;
   }
-  if (list->CCSID == 0 || (list->VersionFlags & ZRFP_FLAG_VERIFY) != 0) return nullptr;
-  if (NeedsConversion(name.ccsid, list->CCSID)) return nullptr;
+  *adopt = list->CCSID == 0;
+  if (*adopt) {
+    if (list->StrucLen != kHeaderLength) return nullptr;
+    *ccsid = kStoreCcsid;
+    *ccsidType = XCS_CCSID_TYPE_UTF8;
+  } else {
+    *ccsid = list->CCSID;
+    *ccsidType = list->CCSIDType;
+  }
+  if (NeedsConversion(name.ccsid, *ccsid)) return nullptr;
   return list;
 }
 
@@ -58,8 +73,9 @@ class DescriptorInitials {
 
 // DescriptorMappingOf, answering at once for the many names of an
 // ASCII-based family whose first character begins no descriptor name.
-const DescriptorMapping* DescriptorMappingFast(const uint8_t* name, uint32_t length,
-                                               uint8_t family) {
+[[gnu::always_inline]] inline const DescriptorMapping* DescriptorMappingFast(const uint8_t* name,
+                                                                             uint32_t length,
+                                                                             uint8_t family) {
   if (family == ZRF_CCSIDTYPE_ASCII || family == ZRF_CCSIDTYPE_UTF8) {
     static const DescriptorInitials initials;
     if (length == 0 || !initials.Has(name[0])) return nullptr;
@@ -72,6 +88,18 @@ bool InsideList(const ZRFPROPS* list, uint32_t size, const void* p, uint32_t len
   const uint8_t* begin = ListBytes(list);
   const auto* q = static_cast<const uint8_t*>(p);
   return q < begin + size && q + length > begin;
+}
+
+// The checks of CheckNodeSpec and ApplyDescriptor that a value of type
+// `type` (0..9) passes, inline; false sends the caller to those functions
+// for the reason.
+bool SpecPassesChecks(const NodeSpec& spec, const NodeLayout& layout, const KWPD& pd,
+                      uint64_t nodeLength) {
+  return spec.name != nullptr && spec.name_length != 0 && spec.name_length <= kMaxNameLength &&
+         (layout.variable() || spec.value_length == layout.fixed_size) &&
+         (spec.value != nullptr || spec.value_length == 0) &&
+         nodeLength <= kMaxListSize - kHeaderLength &&
+         static_cast<KWULONG>(pd.CopyOptions) <= kMaxCopyOptions;
 }
 
 // The cursor keeps a copy of the name returned, as the store's browse does.
@@ -103,25 +131,30 @@ KWLONG RecordInCursor(MsgHandle* handle, const uint8_t* name, uint32_t length, i
   return KWRC_NONE;
 }
 
-// Writes `spec` (newLength bytes padded) at `offset`, in place of a node of `oldLength` bytes there
-// (0: a new node), keeping StrucLen and PropsLen. Nothing changes on
-// failure.
-KWLONG WriteNodeAt(MsgHandle* handle, const NodeSpec& spec, uint32_t newLength, uint32_t offset,
-                   uint32_t oldLength, uint32_t oldPropsLen) {
-  ZRFPAL pal = ListOf(handle);
-  if (newLength > oldLength) {
+// Writes `spec` (newLength bytes padded, of `layout`) at `offset`, in place
+// of a node of `oldLength` bytes there (0: a new node), keeping StrucLen and
+// PropsLen. Nothing changes on failure.
+[[gnu::always_inline]] inline KWLONG WriteNodeAt(MsgHandle* handle, const NodeSpec& spec,
+                                                 const NodeLayout& layout, uint32_t newLength,
+                                                 uint32_t offset, uint32_t oldLength,
+                                                 uint32_t oldPropsLen) {
+  if (newLength > oldLength &&
+      newLength - oldLength > handle->PropsSize - handle->pProps->StrucLen) {
+    ZRFPAL pal = ListOf(handle);
     if (const KWLONG reason = EnsureRoom(&pal, newLength - oldLength); reason != KWRC_NONE) {
       return reason;
     }
     StoreList(handle, pal);
   }
-  ZRFPROPS* list = pal.pProps;
+  ZRFPROPS* list = handle->pProps;
   uint8_t* bytes = ListBytes(list);
   const uint32_t tail = offset + oldLength;
-  std::memmove(bytes + offset + newLength, bytes + tail, list->StrucLen - tail);
-  WriteNode(bytes + offset, spec);
+  if (tail != list->StrucLen && newLength != oldLength) {
+    std::memmove(bytes + offset + newLength, bytes + tail, list->StrucLen - tail);
+  }
+  WriteNodeAs(bytes + offset, spec, layout, newLength);
   list->StrucLen = list->StrucLen - oldLength + newLength;
-  list->PropsLen = list->PropsLen - oldPropsLen + PropsLenOf(spec);
+  list->PropsLen = list->PropsLen - oldPropsLen + spec.name_length + spec.value_length;
   return KWRC_NONE;
 }
 
@@ -130,13 +163,16 @@ KWLONG WriteNodeAt(MsgHandle* handle, const NodeSpec& spec, uint32_t newLength, 
 bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd, uint32_t type,
                      const void* value, uint32_t valueLength, KWLONG* reason) {
   constexpr uint32_t fn = kFnSetMessageProperty;
-  const ZRFPROPS* list = FastList(handle, name);
+  int32_t listCcsid;
+  uint8_t listType;
+  bool adopt;
+  const ZRFPROPS* list = FastList(handle, name, &listCcsid, &listType, &adopt);
   if (list == nullptr) return false;
-  PropertyIndex* index = CurrentIndex(handle);
+  PropertyIndex* index = adopt ? EmptyIndexFor(handle, listType) : CurrentIndex(handle);
   if (index == nullptr) return false;
   const ZRFPAL pal = ListOf(handle);
   // NameCcsidOf and NameFamilyOf, on a list known to be usable.
-  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : list->CCSID;
+  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : listCcsid;
   const uint8_t family = IndexNameFamily(*index, name.ccsid, &pal);
 
   // The store's order: the name, then where the value goes, then the value.
@@ -160,64 +196,86 @@ bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd
     spec.value = nullptr;
     spec.value_length = 0;
   }
-  *reason = CheckNodeSpec(spec, fn);
-  if (*reason == KWRC_NONE) *reason = ApplyDescriptor(&pd, &spec);
-  if (*reason != KWRC_NONE) return true;
-  spec.value_ccsid = list->CCSID;
+  const NodeLayout& layout = kNodeLayouts[type];
+  const uint64_t length =
+      PadToNodeAlignment(RawNodeLength(layout, spec.name_length, spec.value_length));
+  if (SpecPassesChecks(spec, layout, pd, length)) {
+    spec.support = static_cast<uint32_t>(pd.Support);
+    spec.copy_options = static_cast<uint8_t>(pd.CopyOptions);
+    if (pd.Context == KWPD_USER_CONTEXT) spec.type_flags |= ZRF_FLAG_USER_CONTEXT;
+  } else {
+    *reason = CheckNodeSpec(spec, fn);
+    if (*reason == KWRC_NONE) *reason = ApplyDescriptor(&pd, &spec);
+    if (*reason != KWRC_NONE) return true;
+  }
+  spec.value_ccsid = listCcsid;
   // Bytes that come from the list itself would move under the copy.
   if (InsideList(list, pal.Size, spec.name, spec.name_length) ||
       InsideList(list, pal.Size, spec.value, spec.value_length)) {
     return false;
   }
 
-  const uint32_t newLength = static_cast<uint32_t>(NodeLengthOf(spec));  // checked above
+  const uint32_t newLength = static_cast<uint32_t>(length);  // checked above
   IndexKeys keys;
   bool found;
   uint32_t offset;
-  if (!IndexLocate(*index, list, spec.name, spec.name_length, &keys, &found, &offset)) {
+  NodeView old;
+  if (!IndexLocate(*index, list, spec.name, spec.name_length, &keys, &found, &offset, &old)) {
     return false;
   }
   if (found) {
-    NodeView old;
-    if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &old)) return false;
-    *reason = WriteNodeAt(handle, spec, newLength, offset, old.length,
+    *reason = WriteNodeAt(handle, spec, layout, newLength, offset, old.length,
                           old.name_length + old.value_length);
     if (*reason == KWRC_NONE) {
-      IndexNoteResized(handle, offset,
-                       static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length));
+      IndexNoteReplaced(handle, keys, offset,
+                        static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length),
+                        layout.name_offset);
     }
     return true;
   }
-  *reason = WriteNodeAt(handle, spec, newLength, offset, 0, 0);
-  if (*reason == KWRC_NONE) IndexNoteInserted(handle, offset, newLength, keys);
+  *reason = WriteNodeAt(handle, spec, layout, newLength, offset, 0, 0);
+  if (*reason == KWRC_NONE) {
+    if (adopt) {  // the list takes the store's CCSID with its first node
+      handle->pProps->CCSID = listCcsid;
+      handle->pProps->CCSIDType = listType;
+    }
+    IndexNoteInserted(handle, offset, newLength, layout.name_offset, keys);
+  }
   return true;
 }
 
 bool GetPropertyFast(MsgHandle* handle, const PropertyName& name, ZRFPROPINFO* info,
                      KWLONG* reason) {
   constexpr uint32_t fn = kFnInquireMessageProperty;
-  const ZRFPROPS* list = FastList(handle, name);
-  if (list == nullptr) return false;
+  int32_t listCcsid;
+  uint8_t listType;
+  bool adopt;
+  const ZRFPROPS* list = FastList(handle, name, &listCcsid, &listType, &adopt);
+  if (list == nullptr || adopt) return false;
   PropertyIndex* index = CurrentIndex(handle);
   if (index == nullptr) return false;
   const ZRFPAL pal = ListOf(handle);
   // The store reads the name in the family of its CCSID, the list's for 0.
-  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : list->CCSID;
+  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : listCcsid;
   if (DescriptorMappingFast(name.data, name.length, IndexNameFamily(*index, ccsid, &pal)) !=
       nullptr) {
     return false;
   }
-  if (EndsWithPercentSign(name.data, name.length, list->CCSIDType)) return false;
+  // A pattern is browsed by the store (EndsWithPercentSign, inline for the
+  // one-byte families the index serves).
+  if (index->hasPercent ? name.data[name.length - 1] == index->percent
+                        : EndsWithPercentSign(name.data, name.length, listType)) {
+    return false;
+  }
 
   xtr_text_detail(kComponent, fn, "Starting new browse");
-  uint32_t offset;
-  if (!IndexFind(*index, list, name.data, name.length, &offset)) {
+  NodeView node;
+  if (!IndexFind(*index, list, name.data, name.length, &node)) {
     *reason = KWRC_PROPERTY_NOT_AVAILABLE;
     return true;
   }
-  NodeView node;
-  if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &node)) return false;
-  *reason = RecordInCursor(handle, node.name, node.name_length, list->CCSID, offset);
+  const uint32_t offset = static_cast<uint32_t>(node.node - ListBytes(list));
+  *reason = RecordInCursor(handle, node.name, node.name_length, listCcsid, offset);
   if (*reason == KWRC_NONE) FillInfoFromNode(list, node, info);
   return true;
 }

@@ -14,6 +14,9 @@
 // slots (open addressing, linear probing) and the table of node offsets.
 // Slots name nodes by id, and ids map to offsets: moving the later nodes on
 // an insert changes the offset table only, a tight loop over 4-byte words.
+// A slot is in use when it carries the index's epoch, so that emptying the
+// index (a reset handle, a rebuild) is one increment, not a clear of the
+// whole table.
 #include <algorithm>
 #include <cstring>
 
@@ -26,33 +29,13 @@ namespace zxv::props {
 
 struct IndexSlot {
   uint32_t hash;
-  uint32_t keyLength;  // bytes of the key: a whole name or its leading parts
+  uint16_t keyLength;  // bytes of the key: a whole name or its leading parts
+  uint16_t epoch;      // in use when equal to the index's epoch
   uint32_t exactId;    // node whose name is the key; 0 none
   uint32_t lastId;     // last node whose leading parts are the key; 0 none
 };
-
-struct PropertyIndex {
-  // What the index describes.
-  const ZRFPROPS* list;
-  uint32_t strucLen;
-  uint32_t propsLen;
-  uint64_t change;
-  // The name family the index was built for (a one-byte full stop, or none).
-  uint8_t ccsidType;
-  uint8_t stop;
-  bool hasStop;
-  // Capacity and use.
-  uint32_t slotCount;  // a power of two
-  uint32_t slotsUsed;
-  uint32_t idCapacity;  // a multiple of kIdBlock
-  uint32_t idCount;     // ids 1..idCount are in use
-  IndexSlot* slots;
-  uint32_t* offsets;   // node offset by id; offsets[0] unused, unused ids 0
-  uint8_t* nameDelta;  // where the node's name starts, from the node, by id
-  // The encoding family of names in one CCSID, as NameFamilyOf gives it.
-  int32_t familyCcsid;
-  uint8_t family;
-};
+static_assert(sizeof(IndexSlot) == 16, "slots are 16 bytes");
+static_assert(kMaxNameLength <= UINT16_MAX, "a key length fits its field");
 
 namespace {
 
@@ -64,38 +47,52 @@ constexpr uint32_t kIdBlock = 8;
 
 constexpr uint64_t kHashSeed = 0x9E3779B97F4A7C15ull;
 constexpr uint64_t kHashMultiplier = 0xFF51AFD7ED558CCDull;
+constexpr uint64_t kOnes = 0x0101010101010101ull;
+constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Full;
 
-// A hash of `n` bytes, eight at a time; the last 1 to 7 bytes are read in
-// overlapping pieces so that no read leaves the key.
-inline uint32_t HashKey(const uint8_t* p, uint32_t n) {
-  uint64_t h = kHashSeed ^ n;
-  while (n >= 8) {
-    uint64_t w;
-    std::memcpy(&w, p, 8);
-    h = (h ^ w) * kHashMultiplier;
-    h ^= h >> 32;
-    p += 8;
-    n -= 8;
+// The hash of a key: its whole 8-byte words mixed in one by one, then the
+// last 0 to 7 bytes and the length. A name's prefixes share the state after
+// their common whole words, so that the keys of one name take one pass.
+inline uint64_t MixWord(uint64_t h, const uint8_t* p) {
+  uint64_t w;
+  std::memcpy(&w, p, 8);
+  h = (h ^ w) * kHashMultiplier;
+  return h ^ (h >> 32);
+}
+
+// The last `n` (0..7) bytes at `p`, read in overlapping pieces so that no
+// read leaves them.
+inline uint64_t TailWord(const uint8_t* p, uint32_t n) {
+  if (n >= 4) {
+    uint32_t first;
+    uint32_t last;
+    std::memcpy(&first, p, 4);
+    std::memcpy(&last, p + n - 4, 4);
+    return first | (uint64_t{last} << 32);
   }
-  if (n != 0) {
-    uint64_t w;
-    if (n >= 4) {
-      uint32_t first;
-      uint32_t last;
-      std::memcpy(&first, p, 4);
-      std::memcpy(&last, p + n - 4, 4);
-      w = first | (uint64_t{last} << 32);
-    } else {
-      w = p[0] | (uint64_t{p[n / 2]} << 8) | (uint64_t{p[n - 1]} << 16);
-    }
-    h = (h ^ w) * kHashMultiplier;
-    h ^= h >> 29;
-  }
+  if (n == 0) return 0;
+  return p[0] | (uint64_t{p[n / 2]} << 8) | (uint64_t{p[n - 1]} << 16);
+}
+
+inline uint32_t FinishHash(uint64_t h, uint64_t tail, uint32_t length) {
+  h = (h ^ tail ^ (uint64_t{length} << 40)) * kHashMultiplier;
+  h ^= h >> 29;
   return static_cast<uint32_t>(h);
+}
+
+inline uint32_t HashKey(const uint8_t* p, uint32_t n) {
+  uint64_t h = kHashSeed;
+  uint32_t at = 0;
+  for (; at + 8 <= n; at += 8) h = MixWord(h, p + at);
+  return FinishHash(h, TailWord(p + at, n - at), n);
 }
 
 inline uint32_t FirstSlot(const PropertyIndex& index, uint32_t hash) {
   return (hash ^ (hash >> 16)) & (index.slotCount - 1);
+}
+
+inline bool SlotInUse(const PropertyIndex& index, const IndexSlot& slot) {
+  return slot.epoch == index.epoch;
 }
 
 PropertyIndex* IndexOf(const MsgHandle* handle) {
@@ -108,34 +105,36 @@ uint64_t NextPowerOfTwo(uint64_t n) {
   return p;
 }
 
-// The name of the node at `offset`, when a whole node with a known layout
-// lies there inside the list.
-bool NameAt(const ZRFPROPS* list, uint32_t offset, const uint8_t** name, uint32_t* length) {
+// The node at `offset`, when a whole node with a known layout lies there
+// inside the list.
+inline bool NodeAt(const ZRFPROPS* list, uint32_t offset, NodeView* node) {
   if (offset < kHeaderLength || offset >= list->StrucLen) return false;
-  NodeView node;
-  if (!DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &node)) return false;
-  *name = node.name;
-  *length = node.name_length;
-  return true;
+  return DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, node);
 }
 
 // True when the key of `slot` (the start of one of its nodes' names) is
 // `key`.
-bool SlotHoldsKey(const PropertyIndex& index, const ZRFPROPS* list, const IndexSlot& slot,
-                  const uint8_t* key, uint32_t keyLength) {
+[[gnu::always_inline]] inline bool SlotHoldsKey(const PropertyIndex& index, const ZRFPROPS* list,
+                                                const IndexSlot& slot, const uint8_t* key,
+                                                uint32_t keyLength) {
   const uint32_t id = slot.exactId != 0 ? slot.exactId : slot.lastId;
   const uint64_t at = uint64_t{index.offsets[id]} + index.nameDelta[id];
   if (at + keyLength > list->StrucLen) return false;
   return SameName(ListBytes(list) + at, key, keyLength);
 }
 
-// The slot of a key, or null.
-IndexSlot* FindSlot(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* key,
-                    uint32_t keyLength, uint32_t hash) {
+// The slot of a key, or null; *free receives the first free slot met (where
+// the key would be made).
+[[gnu::always_inline]] inline IndexSlot* FindSlot(const PropertyIndex& index, const ZRFPROPS* list,
+                                                  const uint8_t* key, uint32_t keyLength,
+                                                  uint32_t hash, IndexSlot** free) {
   const uint32_t mask = index.slotCount - 1;
   for (uint32_t i = FirstSlot(index, hash);; i = (i + 1) & mask) {
     IndexSlot& slot = index.slots[i];
-    if (slot.exactId == 0 && slot.lastId == 0) return nullptr;  // empty: not there
+    if (!SlotInUse(index, slot)) {
+      *free = &slot;
+      return nullptr;
+    }
     if (slot.hash == hash && slot.keyLength == keyLength &&
         SlotHoldsKey(index, list, slot, key, keyLength)) {
       return &slot;
@@ -143,65 +142,99 @@ IndexSlot* FindSlot(const PropertyIndex& index, const ZRFPROPS* list, const uint
   }
 }
 
-// The slot of a key, made when missing (the caller keeps the table at most
-// half full). Keys compare by bytes of `name`, which is the node's own.
-IndexSlot* SlotForKey(PropertyIndex& index, const ZRFPROPS* list, const uint8_t* key,
-                      uint32_t keyLength, uint32_t hash) {
-  const uint32_t mask = index.slotCount - 1;
-  for (uint32_t i = FirstSlot(index, hash);; i = (i + 1) & mask) {
-    IndexSlot& slot = index.slots[i];
-    if (slot.exactId == 0 && slot.lastId == 0) {
-      slot.hash = hash;
-      slot.keyLength = keyLength;
-      ++index.slotsUsed;
-      return &slot;
-    }
-    if (slot.hash == hash && slot.keyLength == keyLength &&
-        SlotHoldsKey(index, list, slot, key, keyLength)) {
-      return &slot;
-    }
-  }
+// Claims `slot` (free) for a key.
+[[gnu::always_inline]] inline IndexSlot* ClaimSlot(PropertyIndex& index, IndexSlot* slot,
+                                                   uint32_t keyLength, uint32_t hash) {
+  slot->hash = hash;
+  slot->keyLength = static_cast<uint16_t>(keyLength);
+  slot->epoch = index.epoch;
+  slot->exactId = 0;
+  slot->lastId = 0;
+  ++index.slotsUsed;
+  return slot;
 }
 
 // The keys of a name: the end of each run of leading parts, then the whole
-// name, with their hashes. False for a name of more parts than IndexKeys
-// holds.
-bool ComputeKeys(const PropertyIndex& index, const uint8_t* name, uint32_t length,
-                 IndexKeys* keys) {
+// name, with their hashes, in one pass. False for a name of more parts than
+// IndexKeys holds.
+[[gnu::always_inline]] inline bool ComputeKeys(const PropertyIndex& index, const uint8_t* name,
+                                               uint32_t length, IndexKeys* keys) {
   uint32_t count = 0;
+  uint64_t h = kHashSeed;  // over the whole words before `word`
+  uint32_t word = 0;
   if (index.hasStop) {
-    // Names are short: a plain loop beats a call per full stop.
-    for (uint32_t at = 0; at < length; ++at) {
+    const uint64_t stops = kOnes * index.stop;
+    for (; word + 8 <= length; word += 8) {
+      uint64_t w;
+      std::memcpy(&w, name + word, 8);
+      // 0x80 in each byte of w that is the full stop, exactly.
+      const uint64_t x = w ^ stops;
+      uint64_t found = ~(((x & kLow7) + kLow7) | x | kLow7);
+      while (found != 0) {
+        const uint32_t at = word + static_cast<uint32_t>(__builtin_ctzll(found) / 8);
+        found &= found - 1;
+        if (count == IndexKeys::kMax - 1) return false;
+        keys->length[count] = at;
+        keys->hash[count] = FinishHash(h, TailWord(name + word, at - word), at);
+        ++count;
+      }
+      h = MixWord(h, name + word);
+    }
+    for (uint32_t at = word; at < length; ++at) {
       if (name[at] != index.stop) continue;
       if (count == IndexKeys::kMax - 1) return false;
       keys->length[count] = at;
-      keys->hash[count] = HashKey(name, at);
-      keys->slot[count] = nullptr;
+      keys->hash[count] = FinishHash(h, TailWord(name + word, at - word), at);
       ++count;
     }
+  } else {
+    for (; word + 8 <= length; word += 8) h = MixWord(h, name + word);
   }
   keys->length[count] = length;
-  keys->hash[count] = HashKey(name, length);
-  keys->slot[count] = nullptr;
+  keys->hash[count] = FinishHash(h, TailWord(name + word, length - word), length);
   keys->count = count + 1;
+  keys->foundId = 0;
   return true;
 }
 
 // Records node `id` under its name and under each run of its leading parts,
-// using the slots already found in `keys`. Nodes are recorded in list order,
-// or after the offsets are up to date, so that the last member of a group
-// is the one at the highest offset.
-void RecordKeys(PropertyIndex& index, const ZRFPROPS* list, uint32_t id, const uint8_t* name,
-                const IndexKeys& keys) {
+// using the slots already found in `keys` (a null slot is made, at the free
+// slot noted for it when that is still free). Nodes are recorded in list
+// order, or after the offsets are up to date, so that the last member of a
+// group is the one at the highest offset.
+[[gnu::always_inline]] inline void RecordKeys(PropertyIndex& index, const ZRFPROPS* list,
+                                              uint32_t id, const uint8_t* name, IndexKeys& keys) {
   const uint32_t offset = index.offsets[id];
   IndexSlot* slot = nullptr;
   for (uint32_t k = 0; k < keys.count; ++k) {
     slot = keys.slot[k];
-    if (slot == nullptr) slot = SlotForKey(index, list, name, keys.length[k], keys.hash[k]);
+    if (slot == nullptr) {
+      IndexSlot* free = keys.free[k];
+      // An earlier key of this name may have taken it, or it may hold this
+      // very key when the name repeats a prefix; look again then.
+      if (free == nullptr || SlotInUse(index, *free)) {
+        slot = FindSlot(index, list, name, keys.length[k], keys.hash[k], &free);
+      }
+      if (slot == nullptr) slot = ClaimSlot(index, free, keys.length[k], keys.hash[k]);
+    }
     // A slot made just now names its key through this node.
     if (slot->lastId == 0 || index.offsets[slot->lastId] <= offset) slot->lastId = id;
   }
   slot->exactId = id;  // the whole name's, last
+}
+
+// The family's full stop when it is one byte (or there is none): the
+// families the index serves.
+bool ShapeFor(uint8_t ccsidType, PropertyIndex* shape) {
+  if (CharUnitOf(ccsidType) != 1) return false;
+  const FamilyChar stop = FullStopOf(ccsidType);
+  shape->ccsidType = ccsidType;
+  shape->hasStop = stop.length == 1;
+  shape->stop = stop.length == 1 ? stop.bytes[0] : 0;
+  const FamilyChar percent = PercentSignOf(ccsidType);
+  shape->hasPercent = percent.length == 1;
+  shape->percent = percent.length == 1 ? percent.bytes[0] : 0;
+  return true;
 }
 
 // Number of full stops in a name, to size the table.
@@ -210,17 +243,6 @@ uint32_t StopsIn(const uint8_t* name, uint32_t length, const PropertyIndex& shap
   uint32_t stops = 0;
   for (uint32_t i = 0; i < length; ++i) stops += name[i] == shape.stop ? 1u : 0u;
   return stops;
-}
-
-// The family's full stop when it is one byte (or there is none): the
-// families the index serves.
-bool ShapeFor(const ZRFPROPS* list, PropertyIndex* shape) {
-  if (CharUnitOf(list->CCSIDType) != 1) return false;
-  const FamilyChar stop = FullStopOf(list->CCSIDType);
-  shape->ccsidType = list->CCSIDType;
-  shape->hasStop = stop.length == 1;
-  shape->stop = stop.length == 1 ? stop.bytes[0] : 0;
-  return true;
 }
 
 // Adds `delta` to the offset of every node at or after `from`. Offsets of
@@ -236,15 +258,76 @@ void MoveOffsets(PropertyIndex& index, uint32_t from, uint32_t delta) {
   }
 }
 
-// Builds the index of the handle's list into a block that fits it, reusing
-// the old block when it is big enough. Null when the list cannot be indexed
-// or there is no storage for it (callers then walk the list).
-PropertyIndex* Build(MsgHandle* handle) {
+// Empties the index (shape from `shape`) in its present block.
+void Empty(PropertyIndex* index, const PropertyIndex& shape) {
+  // Ids in use (and the rest of their block, which MoveOffsets reads).
+  const uint32_t usedIds =
+      std::min(index->idCapacity, (index->idCount + kIdBlock) / kIdBlock * kIdBlock);
+  std::memset(index->offsets, 0, usedIds * sizeof(uint32_t));
+  if (++index->epoch == 0) {  // wrapped: clear the slots for real once
+    std::memset(index->slots, 0, index->slotCount * sizeof(IndexSlot));
+    index->epoch = 1;
+  }
+  index->slotsUsed = 0;
+  index->idCount = 0;
+  index->ccsidType = shape.ccsidType;
+  index->hasStop = shape.hasStop;
+  index->stop = shape.stop;
+  index->hasPercent = shape.hasPercent;
+  index->percent = shape.percent;
+  index->familyCcsid = 0;
+  index->family = 0;
+}
+
+// An empty index of at least the given capacities: the handle's block when
+// it is big enough, else a new one. Null without storage.
+PropertyIndex* EmptyBlock(MsgHandle* handle, const PropertyIndex& shape, uint64_t slotCount,
+                          uint64_t idCapacity) {
+  PropertyIndex* index = IndexOf(handle);
+  if (index != nullptr && index->slotCount >= slotCount && index->idCapacity >= idCapacity) {
+    Empty(index, shape);
+    return index;
+  }
+  const uint64_t bytes = sizeof(PropertyIndex) + slotCount * sizeof(IndexSlot) +
+                         idCapacity * (sizeof(uint32_t) + sizeof(uint8_t));
+  if (slotCount > UINT32_MAX / 2 || bytes > kMaxListSize) return nullptr;
+  FreeIndex(handle);
+  void* block = nullptr;
+  if (xcsGetMemFn(bytes, &block) != xcsRC_OK) return nullptr;
+  index = static_cast<PropertyIndex*>(block);
+  uint8_t* at = static_cast<uint8_t*>(block) + sizeof(PropertyIndex);
+  index->slotCount = static_cast<uint32_t>(slotCount);
+  index->idCapacity = static_cast<uint32_t>(idCapacity);
+  index->slots = reinterpret_cast<IndexSlot*>(at);
+  at += slotCount * sizeof(IndexSlot);
+  index->offsets = reinterpret_cast<uint32_t*>(at);
+  at += idCapacity * sizeof(uint32_t);
+  index->nameDelta = at;
+  std::memset(index->slots, 0, index->slotCount * sizeof(IndexSlot));
+  std::memset(index->offsets, 0, index->idCapacity * sizeof(uint32_t));
+  index->epoch = 1;
+  index->idCount = 0;
+  Empty(index, shape);
+  handle->Work.pIndex = index;
+  return index;
+}
+
+// Records the list the index now describes.
+void Follow(PropertyIndex* index, MsgHandle* handle) {
+  index->list = handle->pProps;
+  index->strucLen = handle->pProps->StrucLen;
+  index->propsLen = handle->pProps->PropsLen;
+  index->change = handle->Work.ChangeCount;
+}
+
+}  // namespace
+
+PropertyIndex* BuildIndex(MsgHandle* handle) {
   const ZRFPAL pal = ListOf(handle);
   if (pal.pProps == nullptr || !HeaderUsable(&pal)) return nullptr;
   const ZRFPROPS* list = pal.pProps;
   PropertyIndex shape{};
-  if (!ShapeFor(list, &shape)) return nullptr;
+  if (!ShapeFor(list->CCSIDType, &shape)) return nullptr;
 
   uint64_t nodes = 0;
   uint64_t keys = 0;
@@ -259,35 +342,8 @@ PropertyIndex* Build(MsgHandle* handle) {
   const uint64_t slotCount = NextPowerOfTwo(std::max<uint64_t>(kMinSlots, 4 * keys));
   const uint64_t idCapacity =
       (std::max<uint64_t>(kMinIds, 2 * nodes + 1) + kIdBlock - 1) / kIdBlock * kIdBlock;
-  const uint64_t bytes = sizeof(PropertyIndex) + slotCount * sizeof(IndexSlot) +
-                         idCapacity * (sizeof(uint32_t) + sizeof(uint8_t));
-  if (slotCount > UINT32_MAX / 2 || bytes > kMaxListSize) return nullptr;
-
-  PropertyIndex* index = IndexOf(handle);
-  if (index == nullptr || index->slotCount < slotCount || index->idCapacity < idCapacity) {
-    FreeIndex(handle);
-    void* block = nullptr;
-    if (xcsGetMemFn(bytes, &block) != xcsRC_OK) return nullptr;
-    index = static_cast<PropertyIndex*>(block);
-    uint8_t* at = static_cast<uint8_t*>(block) + sizeof(PropertyIndex);
-    index->slotCount = static_cast<uint32_t>(slotCount);
-    index->idCapacity = static_cast<uint32_t>(idCapacity);
-    index->slots = reinterpret_cast<IndexSlot*>(at);
-    at += slotCount * sizeof(IndexSlot);
-    index->offsets = reinterpret_cast<uint32_t*>(at);
-    at += idCapacity * sizeof(uint32_t);
-    index->nameDelta = at;
-    handle->Work.pIndex = index;
-  }
-  std::memset(index->slots, 0, index->slotCount * sizeof(IndexSlot));
-  std::memset(index->offsets, 0, index->idCapacity * sizeof(uint32_t));
-  index->slotsUsed = 0;
-  index->idCount = 0;
-  index->ccsidType = shape.ccsidType;
-  index->hasStop = shape.hasStop;
-  index->stop = shape.stop;
-  index->familyCcsid = 0;
-  index->family = 0;
+  PropertyIndex* index = EmptyBlock(handle, shape, slotCount, idCapacity);
+  if (index == nullptr) return nullptr;
   bool complete = true;
   ForEachNode(list, [&](const NodeView& node) {
     const uint32_t id = ++index->idCount;
@@ -295,83 +351,62 @@ PropertyIndex* Build(MsgHandle* handle) {
     index->nameDelta[id] = static_cast<uint8_t>(node.name - node.node);
     IndexKeys nodeKeys;
     complete = ComputeKeys(*index, node.name, node.name_length, &nodeKeys);
-    if (complete) RecordKeys(*index, list, id, node.name, nodeKeys);
+    if (complete) {
+      for (uint32_t k = 0; k < nodeKeys.count; ++k) {
+        nodeKeys.slot[k] = FindSlot(*index, list, node.name, nodeKeys.length[k], nodeKeys.hash[k],
+                                    &nodeKeys.free[k]);
+      }
+      RecordKeys(*index, list, id, node.name, nodeKeys);
+    }
     return complete;
   });
   if (!complete) {
     FreeIndex(handle);
     return nullptr;
   }
-  index->list = list;
-  index->strucLen = list->StrucLen;
-  index->propsLen = list->PropsLen;
-  index->change = handle->Work.ChangeCount;
+  Follow(index, handle);
   return index;
 }
 
-bool Describes(const PropertyIndex* index, const MsgHandle* handle) {
-  const ZRFPROPS* list = handle->pProps;
-  return index != nullptr && list != nullptr && index->change == handle->Work.ChangeCount &&
-         index->list == list && index->strucLen == list->StrucLen &&
-         index->propsLen == list->PropsLen && index->ccsidType == list->CCSIDType;
+PropertyIndex* EmptyIndexFor(MsgHandle* handle, uint8_t ccsidType) {
+  PropertyIndex shape{};
+  if (!ShapeFor(ccsidType, &shape)) return nullptr;
+  PropertyIndex* index = EmptyBlock(handle, shape, kMinSlots, kMinIds);
+  if (index != nullptr) Follow(index, handle);
+  return index;
 }
 
-// Brings the index's record of the list up to date after a change that the
-// index followed.
-void Follow(PropertyIndex* index, MsgHandle* handle) {
-  ++handle->Work.ChangeCount;
-  index->list = handle->pProps;
-  index->strucLen = handle->pProps->StrucLen;
-  index->propsLen = handle->pProps->PropsLen;
-  index->change = handle->Work.ChangeCount;
-}
-
-}  // namespace
-
-PropertyIndex* CurrentIndex(MsgHandle* handle) {
-  PropertyIndex* index = IndexOf(handle);
-  if (Describes(index, handle)) return index;
-  return Build(handle);
-}
-
-uint8_t IndexNameFamily(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL* pal) {
-  if (nameCcsid == 0) return NameFamilyOf(nameCcsid, pal);
-  if (index.familyCcsid != nameCcsid) {
-    index.family = NameFamilyOf(nameCcsid, pal);  // depends on the CCSID only
-    index.familyCcsid = nameCcsid;
-  }
+uint8_t IndexNameFamilyOf(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL* pal) {
+  index.family = NameFamilyOf(nameCcsid, pal);  // depends on the CCSID only
+  index.familyCcsid = nameCcsid;
   return index.family;
 }
 
 bool IndexFind(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
-               uint32_t length, uint32_t* offset) {
-  const IndexSlot* slot = FindSlot(index, list, name, length, HashKey(name, length));
+               uint32_t length, NodeView* node) {
+  IndexSlot* free;
+  const IndexSlot* slot = FindSlot(index, list, name, length, HashKey(name, length), &free);
   if (slot == nullptr || slot->exactId == 0) return false;
   // The slot's node begins with the name; it must be no longer.
-  const uint8_t* found;
-  uint32_t foundLength;
-  const uint32_t at = index.offsets[slot->exactId];
-  if (!NameAt(list, at, &found, &foundLength) || foundLength != length) return false;
-  *offset = at;
-  return true;
+  return NodeAt(list, index.offsets[slot->exactId], node) && node->name_length == length;
 }
 
 bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
-                 uint32_t length, IndexKeys* keys, bool* found, uint32_t* offset) {
+                 uint32_t length, IndexKeys* keys, bool* found, uint32_t* offset,
+                 NodeView* existing) {
   if (!ComputeKeys(index, name, length, keys)) return false;  // the walk will tell
   for (uint32_t k = 0; k < keys->count; ++k) {
-    keys->slot[k] = FindSlot(index, list, name, keys->length[k], keys->hash[k]);
+    keys->slot[k] = FindSlot(index, list, name, keys->length[k], keys->hash[k], &keys->free[k]);
   }
   *found = false;
   const IndexSlot* whole = keys->slot[keys->count - 1];
   if (whole != nullptr && whole->exactId != 0) {
-    const uint8_t* existing;
-    uint32_t existingLength;
     const uint32_t at = index.offsets[whole->exactId];
-    if (!NameAt(list, at, &existing, &existingLength)) return false;
-    if (existingLength == length) {
+    if (!NodeAt(list, at, existing)) return false;
+    if (existing->name_length == length) {
       *found = true;
       *offset = at;
+      keys->foundId = whole->exactId;
       return true;
     }
   }
@@ -381,10 +416,7 @@ bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t
     if (slot == nullptr || slot->lastId == 0) continue;
     const uint32_t at = index.offsets[slot->lastId];
     NodeView node;
-    if (at < kHeaderLength || at >= list->StrucLen ||
-        !DecodeNode(ListBytes(list) + at, list->StrucLen - at, &node)) {
-      return false;
-    }
+    if (!NodeAt(list, at, &node)) return false;
     *offset = at + node.length;
     return true;
   }
@@ -392,14 +424,10 @@ bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t
   return true;
 }
 
-void IndexNoteInserted(MsgHandle* handle, uint32_t offset, uint32_t length, const IndexKeys& keys) {
+void IndexNoteInserted(MsgHandle* handle, uint32_t offset, uint32_t length, uint8_t nameDelta,
+                       IndexKeys& keys) {
   PropertyIndex* index = IndexOf(handle);
-  const ZRFPROPS* list = handle->pProps;
-  NodeView node;
-  if (index == nullptr || offset >= list->StrucLen ||
-      !DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &node)) {
-    return FreeIndex(handle);
-  }
+  if (index == nullptr) return;
   // A full table is built again, bigger, when next needed.
   uint32_t newKeys = 0;
   for (uint32_t k = 0; k < keys.count; ++k) newKeys += keys.slot[k] == nullptr ? 1u : 0u;
@@ -407,30 +435,26 @@ void IndexNoteInserted(MsgHandle* handle, uint32_t offset, uint32_t length, cons
       2 * (index->slotsUsed + newKeys) > index->slotCount) {
     return FreeIndex(handle);
   }
-  MoveOffsets(*index, offset, length);
+  const ZRFPROPS* list = handle->pProps;
+  // Nothing follows a node put at the end.
+  if (offset + length < list->StrucLen) MoveOffsets(*index, offset, length);
   const uint32_t id = ++index->idCount;
   index->offsets[id] = offset;
-  index->nameDelta[id] = static_cast<uint8_t>(node.name - node.node);
-  RecordKeys(*index, list, id, node.name, keys);
+  index->nameDelta[id] = nameDelta;
+  RecordKeys(*index, list, id, ListBytes(list) + offset + nameDelta, keys);
+  ++handle->Work.ChangeCount;
   Follow(index, handle);
 }
 
-void IndexNoteResized(MsgHandle* handle, uint32_t offset, int32_t delta) {
+void IndexNoteReplaced(MsgHandle* handle, const IndexKeys& keys, uint32_t offset, int32_t delta,
+                       uint8_t nameDelta) {
   PropertyIndex* index = IndexOf(handle);
   if (index == nullptr) return;
   // The node itself stays where it is, its name where its new layout puts
   // it; the nodes after it move.
-  NodeView node;
-  const ZRFPROPS* list = handle->pProps;
-  if (offset >= list->StrucLen ||
-      !DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, &node)) {
-    return FreeIndex(handle);
-  }
-  for (uint32_t id = 1; id <= index->idCount; ++id) {
-    if (index->offsets[id] == offset)
-      index->nameDelta[id] = static_cast<uint8_t>(node.name - node.node);
-  }
+  index->nameDelta[keys.foundId] = nameDelta;
   if (delta != 0) MoveOffsets(*index, offset + 1, static_cast<uint32_t>(delta));
+  ++handle->Work.ChangeCount;
   Follow(index, handle);
 }
 

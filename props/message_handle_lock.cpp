@@ -28,9 +28,9 @@ constexpr uint32_t kProbeLockType = 6;
 constexpr KWLONG kLockTypeLast = ZST_LOCK_OBJECT;
 
 uint32_t ThreadIdOf(xihTHREAD* thread) {
-  return (thread != nullptr ? thread : xihGetThread())->ThreadId;
+  return (thread != nullptr ? thread : xihCurrentThread())->ThreadId;
 }
-uint32_t ProcessId() { return static_cast<uint32_t>(xihGetProcess()->ProcessId); }
+uint32_t ProcessId() { return static_cast<uint32_t>(xihCurrentProcessId()); }
 
 bool HeldByThread(const MsgHandle* handle) {
   return handle->OwningPid != 0 || handle->OwningTid != 0;
@@ -66,8 +66,10 @@ KWLONG TakeObjectLock(MsgHandle* handle, KWHCONN hConn, KWHOBJ hObj) {
   return KWRC_NONE;
 }
 
-KWLONG LockUnderMutex(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn,
-                      KWHOBJ hObj) {
+// The lock's decision on the owner fields, under the handle's mutex when it
+// has one. Inline: the property calls' lock (type 0) folds it.
+[[gnu::always_inline]] inline KWLONG LockUnderMutex(xihTHREAD* thread, MsgHandle* handle,
+                                                    KWLONG lockType, KWHCONN hConn, KWHOBJ hObj) {
   constexpr uint32_t fn = kFnLockMessageHandle;
   const uint32_t pid = ProcessId();
   const uint32_t tid = ThreadIdOf(thread);
@@ -101,53 +103,11 @@ KWLONG LockUnderMutex(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWH
   return KWRC_NONE;
 }
 
-}  // namespace
-
-void RecordHandleFailure(const MsgHandle* handle, const char* file, uint32_t probe, xcsRC rc,
-                         const char* comment, uint32_t fn) {
-  xtr_data_detail(kComponent, fn, "Message handle data", handle, sizeof *handle);
-  xcsERDPFn(kComponent, file, probe, rc, comment, handle, sizeof *handle);
-}
-
-KWLONG VerifyHandle(KWHMSG hMsg, const MsgHandleAnchor* anchor) {
-  if (anchor == nullptr) return KWRC_HMSG_ERROR;
-  // Addresses only: a value that is no handle may point anywhere.
-  for (const MsgHandle* h = anchor->pHead; h != nullptr; h = h->pNext) {
-    if (HandleValueOf(h) == hMsg) return KWRC_NONE;
-  }
-  return KWRC_HMSG_ERROR;
-}
-
-KWLONG LockHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn, KWHOBJ hObj,
-                  bool mutexRequired) {
-  constexpr uint32_t fn = kFnLockMessageHandle;
-  if (lockType < ZST_LOCK_THREAD || lockType > kLockTypeLast) {
-    xcsERDPSFn(kComponent, __FILE__, kProbeLockType, xcsRC_INVALID_PARAMETER, nullptr, 0,
-               "Unknown lock type %d", lockType);
-    return KWRC_UNEXPECTED_ERROR;
-  }
-  if (mutexRequired && handle->hMutex == nullptr) {
-    xtr_text_detail(kComponent, fn, "Thread mutex is not valid");
-    return KWRC_MSG_HANDLE_IN_USE;
-  }
-  HandleMutex mutex(handle);
-  if (const xcsRC rc = mutex.Take(); rc != xcsRC_OK) {
-    xcsERDPFn(kComponent, __FILE__, kProbeTakeHandleMutex, rc, "Cannot take pMsgHandle->hMutex",
-              nullptr, 0);
-    return KWRC_UNEXPECTED_ERROR;
-  }
-  return LockUnderMutex(thread, handle, lockType, hConn, hObj);
-}
-
-ZXVRC ReleaseHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn,
-                    KWHOBJ hObj) {
+// The release's change of the owner fields, under the handle's mutex when
+// it has one.
+[[gnu::always_inline]] inline ZXVRC ReleaseUnderMutex(xihTHREAD* thread, MsgHandle* handle,
+                                                      KWLONG lockType, KWHCONN hConn, KWHOBJ hObj) {
   constexpr uint32_t fn = kFnReleaseMessageHandle;
-  HandleMutex mutex(handle);
-  if (const xcsRC rc = mutex.Take(); rc != xcsRC_OK) {
-    xcsERDPFn(kComponent, __FILE__, kProbeTakeHandleMutex, rc, "Cannot take pMsgHandle->hMutex",
-              nullptr, 0);
-    return ZSTRC_UNEXPECTED_ERROR;
-  }
   if (lockType == ZST_LOCK_OBJECT) {
     if (handle->OwningHConn != hConn || handle->OwningHObj != hObj) {
       RecordHandleFailure(handle, __FILE__, kProbeObjectNotOwner, ZSTRC_UNEXPECTED_ERROR,
@@ -174,6 +134,46 @@ ZXVRC ReleaseHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCO
     handle->OwningTid = 0;
   }
   return ZXVRC_OK;
+}
+
+}  // namespace
+
+void RecordHandleFailure(const MsgHandle* handle, const char* file, uint32_t probe, xcsRC rc,
+                         const char* comment, uint32_t fn) {
+  xtr_data_detail(kComponent, fn, "Message handle data", handle, sizeof *handle);
+  xcsERDPFn(kComponent, file, probe, rc, comment, handle, sizeof *handle);
+}
+
+KWLONG LockHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn, KWHOBJ hObj,
+                  bool mutexRequired) {
+  constexpr uint32_t fn = kFnLockMessageHandle;
+  if (lockType < ZST_LOCK_THREAD || lockType > kLockTypeLast) {
+    xcsERDPSFn(kComponent, __FILE__, kProbeLockType, xcsRC_INVALID_PARAMETER, nullptr, 0,
+               "Unknown lock type %d", lockType);
+    return KWRC_UNEXPECTED_ERROR;
+  }
+  if (mutexRequired && handle->hMutex == nullptr) {
+    xtr_text_detail(kComponent, fn, "Thread mutex is not valid");
+    return KWRC_MSG_HANDLE_IN_USE;
+  }
+  HandleMutex mutex(handle);
+  if (const xcsRC rc = mutex.Take(); rc != xcsRC_OK) {
+    xcsERDPFn(kComponent, __FILE__, kProbeTakeHandleMutex, rc, "Cannot take pMsgHandle->hMutex",
+              nullptr, 0);
+    return KWRC_UNEXPECTED_ERROR;
+  }
+  return LockUnderMutex(thread, handle, lockType, hConn, hObj);
+}
+
+ZXVRC ReleaseHandle(xihTHREAD* thread, MsgHandle* handle, KWLONG lockType, KWHCONN hConn,
+                    KWHOBJ hObj) {
+  HandleMutex mutex(handle);
+  if (const xcsRC rc = mutex.Take(); rc != xcsRC_OK) {
+    xcsERDPFn(kComponent, __FILE__, kProbeTakeHandleMutex, rc, "Cannot take pMsgHandle->hMutex",
+              nullptr, 0);
+    return ZSTRC_UNEXPECTED_ERROR;
+  }
+  return ReleaseUnderMutex(thread, handle, lockType, hConn, hObj);
 }
 
 void ReleaseAnchor(MsgHandleAnchor* anchor) {
@@ -221,6 +221,42 @@ KWLONG AcquireHandle(xihTHREAD* thread, KWHMSG hMsg, const char* description,
   if (reason != KWRC_NONE || releaseAnchor) xcsReleaseMutex(anchorMutex);
   if (reason == KWRC_NONE) *out = handle;
   return reason;
+}
+
+KWLONG AcquireForCallTraced(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, MsgHandleAnchor* anchor,
+                            const char* description, uint32_t fn, MsgHandle** out) {
+  const bool unassociated = IsUnassociated(hConn);
+  xtr_text_detail(kComponent, fn, unassociated ? "Unassociated" : "Associated");
+  MsgHandleAnchor* chosen = AnchorFor(hConn, anchor);
+  if (unassociated) {
+    return AcquireHandle(thread, hMsg, description, nullptr, chosen, true, ZST_LOCK_THREAD,
+                         KWHC_UNUSABLE_HCONN, KWHO_UNUSABLE_HOBJ, 0, out);
+  }
+  // AcquireHandle and LockHandle for a connection's anchor and lock type 0,
+  // folded: the same checks, traces and changes, without the general
+  // paths' calls.
+  *out = nullptr;
+  xtr_text_detail(kComponent, kFnAcquireMessageHandle, "%s: hMsg 0x%llx, LockType %d",
+                  description != nullptr ? description : "", static_cast<unsigned long long>(hMsg),
+                  ZST_LOCK_THREAD);
+  if (hMsg == KWHM_NONE || hMsg == KWHM_UNUSABLE_HMSG) return KWRC_HMSG_ERROR;
+  if (VerifyHandle(hMsg, chosen) != KWRC_NONE) return KWRC_HMSG_ERROR;
+  MsgHandle* handle = HandleOf(hMsg);
+  const KWLONG reason = handle->hMutex != nullptr
+                            ? LockHandle(thread, handle, ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN,
+                                         KWHO_UNUSABLE_HOBJ, false)
+                            : LockUnderMutex(thread, handle, ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN,
+                                             KWHO_UNUSABLE_HOBJ);
+  if (reason == KWRC_NONE) *out = handle;
+  return reason;
+}
+
+ZXVRC ReleaseForCallTraced(xihTHREAD* thread, MsgHandle* handle) {
+  if (handle->hMutex != nullptr) {
+    return ReleaseHandle(thread, handle, ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN, KWHO_UNUSABLE_HOBJ);
+  }
+  return ReleaseUnderMutex(thread, handle, ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN,
+                           KWHO_UNUSABLE_HOBJ);
 }
 
 }  // namespace zxv::props

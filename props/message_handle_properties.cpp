@@ -97,17 +97,11 @@ class PropertyCallLock {
  public:
   PropertyCallLock(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, MsgHandleAnchor* anchor,
                    const char* description, uint32_t fn)
-      : thread_(thread != nullptr ? thread : xihGetThread()) {  // looked up once per call
-    const bool unassociated = IsUnassociated(hConn);
-    xtr_text_detail(kComponent, fn, unassociated ? "Unassociated" : "Associated");
-    MsgHandleAnchor* chosen = AnchorFor(hConn, anchor);
-    reason_ = AcquireHandle(thread_, hMsg, description, unassociated ? nullptr : chosen,
-                            unassociated ? chosen : nullptr, true, ZST_LOCK_THREAD,
-                            KWHC_UNUSABLE_HCONN, KWHO_UNUSABLE_HOBJ, 0, &handle_);
+      : thread_(thread != nullptr ? thread : xihCurrentThread()) {  // looked up once per call
+    reason_ = AcquireForCall(thread_, hConn, hMsg, anchor, description, fn, &handle_);
   }
   ~PropertyCallLock() {
-    if (handle_ != nullptr && ReleaseHandle(thread_, handle_, ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN,
-                                            KWHO_UNUSABLE_HOBJ) != ZXVRC_OK) {
+    if (handle_ != nullptr && ReleaseForCall(thread_, handle_) != ZXVRC_OK) {
       xcsERDPFn(kComponent, __FILE__, kProbeRelease, ZSTRC_UNEXPECTED_ERROR,
                 "Cannot release the message handle after a property call", nullptr, 0);
     }

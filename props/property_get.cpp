@@ -263,25 +263,6 @@ KWLONG GetWithBrowse(KWLONG options, const ZRFPAL* pal, const KWMD* md, ZRFCURSO
 
 }  // namespace
 
-void FillInfoFromNode(const ZRFPROPS* list, const NodeView& node, ZRFPROPINFO* info) {
-  *info = ZRFPROPINFO{};
-  info->TypeFlags = node.type_flags;
-  info->Support = static_cast<KWLONG>(node.support);
-  info->Context = (node.type_flags & ZRF_FLAG_USER_CONTEXT) ? KWPD_USER_CONTEXT : KWPD_NO_CONTEXT;
-  info->CopyOptions = static_cast<KWLONG>(node.copy_options);
-  info->pName = node.name;
-  info->NameLength = node.name_length;
-  info->NameCCSID = list->CCSID;
-  info->pValue = node.value;
-  info->ValueLength = node.value_length;
-  info->ValueCCSID = list->CCSID;
-  if (node.layout->variable() && node.layout->fixed_size != 0) {  // code 11 keeps its own
-    info->ValueCCSID = static_cast<KWLONG>(LoadU32(node.node + node.layout->fixed_offset + 4));
-  }
-  info->NodeOffset = static_cast<KWULONG>(node.node - ListBytes(list));
-  info->Source = ZRF_SOURCE_LIST;
-}
-
 }  // namespace zxv::props
 
 namespace zp = zxv::props;

@@ -17,35 +17,9 @@ uint32_t PropsLenOf(const NodeSpec& spec) { return spec.name_length + spec.value
 
 void WriteNode(uint8_t* at, const NodeSpec& spec) {
   const NodeLayout& layout = *LayoutOf(spec.type_flags);
-  const uint32_t code = spec.type_flags & ZRF_TYPE_MASK;
-  StoreU32(at, spec.type_flags);
-  StoreU32(at + 4, spec.support);
-  if (layout.variable()) {
-    if (layout.fixed_size != 0) {  // code 11: how to read the untyped bytes
-      StoreU32(at + layout.fixed_offset, static_cast<uint32_t>(spec.value_encoding));
-      StoreU32(at + layout.fixed_offset + 4, static_cast<uint32_t>(spec.value_ccsid));
-    }
-    StoreU32(at + layout.length_offset, spec.value_length);
-  } else if (layout.fixed_size != 0) {
-    if (code == ZRF_TYPE_BOOLEAN) {
-      // A boolean is stored as 0 or 1 whatever non-zero value it came as.
-      StoreU32(at + layout.fixed_offset, LoadU32(spec.value) != 0 ? 1u : 0u);
-    } else {
-      std::memcpy(at + layout.fixed_offset, spec.value, layout.fixed_size);
-    }
-  }
-  StoreU16(at + layout.name_length_offset, static_cast<uint16_t>(spec.name_length));
-  if (layout.copy_offset != kNoField) at[layout.copy_offset] = spec.copy_options;
-  uint8_t* cursor = at + layout.name_offset;
-  std::memcpy(cursor, spec.name, spec.name_length);
-  cursor += spec.name_length;
-  if (layout.variable()) {
-    if (spec.value_length != 0) std::memcpy(cursor, spec.value, spec.value_length);
-    cursor += spec.value_length;
-    *cursor++ = 0;
-  }
-  uint8_t* const end = at + NodeLengthOf(spec);
-  while (cursor < end) *cursor++ = 0;
+  WriteNodeAs(at, spec, layout,
+              static_cast<uint32_t>(
+                  PadToNodeAlignment(RawNodeLength(layout, spec.name_length, spec.value_length))));
 }
 
 NodeSpec SpecOfNode(const NodeView& view) {

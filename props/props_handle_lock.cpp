@@ -13,18 +13,12 @@ constexpr uint32_t kProbeRelease = 1;
 
 HandleCallLock::HandleCallLock(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg,
                                MsgHandleAnchor* anchor, const char* description, uint32_t fn)
-    : thread_(thread != nullptr ? thread : xihGetThread()) {
-  const bool unassociated = IsUnassociated(hConn);
-  xtr_text_detail(kComponent, fn, unassociated ? "Unassociated" : "Associated");
-  MsgHandleAnchor* chosen = AnchorFor(hConn, anchor);
-  reason_ = AcquireHandle(thread_, hMsg, description, unassociated ? nullptr : chosen,
-                          unassociated ? chosen : nullptr, true, ZST_LOCK_THREAD,
-                          KWHC_UNUSABLE_HCONN, KWHO_UNUSABLE_HOBJ, 0, &handle_);
+    : thread_(thread != nullptr ? thread : xihCurrentThread()) {
+  reason_ = AcquireForCall(thread_, hConn, hMsg, anchor, description, fn, &handle_);
 }
 
 HandleCallLock::~HandleCallLock() {
-  if (handle_ != nullptr && ReleaseHandle(thread_, handle_, ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN,
-                                          KWHO_UNUSABLE_HOBJ) != ZXVRC_OK) {
+  if (handle_ != nullptr && ReleaseForCall(thread_, handle_) != ZXVRC_OK) {
     xcsERDPFn(kComponent, __FILE__, kProbeRelease, ZSTRC_UNEXPECTED_ERROR,
               "Cannot release the message handle after a header conversion", nullptr, 0);
   }

@@ -254,5 +254,61 @@ TEST_F(MessageHandleLockTest, AcquireKeepsTheAnchorLockedWhenAsked) {
   EXPECT_EQ(Release(h, ZST_LOCK_THREAD), ZXVRC_OK);
 }
 
+// A mutex that exists but cannot be taken gives 2195 with a failure record:
+// the anchor's or the handle's in a property call's acquire (the anchor's
+// first, then the handle's), the handle's in a release, the anchor's in a
+// create. Nothing else changes, and the next call works.
+TEST_F(MessageHandleLockTest, MutexThatCannotBeTakenGives2195) {
+  const KWHMSG hMsg = Create(kUnassoc);
+  MsgHandle* h = HandleAt(hMsg);
+  for (uint32_t nth : {1u, 2u}) {
+    SCOPED_TRACE(nth);
+    const uint32_t records = xcsFailureRecordCount();
+    xcsInjectMutexFailure(nth, xcsRC_MUTEX_ERROR, 0);
+    EXPECT_EQ(SetInt32(hMsg, "a", 1, kUnassoc), KWRC_UNEXPECTED_ERROR);
+    xcsInjectMutexFailure(0, 0, 0);
+    EXPECT_EQ(cc_, KWCC_FAILED);
+    EXPECT_EQ(xcsFailureRecordCount(), records + 1);
+    EXPECT_EQ(h->OwningTid, 0u);
+    EXPECT_EQ(h->TidRecursionCount, 0u);
+    EXPECT_FALSE(xcsMutexHeldByMe(unassoc_.hMutex));
+    EXPECT_FALSE(xcsMutexHeldByMe(h->hMutex));
+    EXPECT_TRUE(ListNames(hMsg).empty());
+  }
+
+  // The release at the end of a property call (third request): the
+  // property is set and the failure recorded, but the thread keeps the lock.
+  uint32_t records = xcsFailureRecordCount();
+  xcsInjectMutexFailure(3, xcsRC_MUTEX_ERROR, 0);
+  EXPECT_EQ(SetInt32(hMsg, "a", 1, kUnassoc), KWRC_NONE);
+  xcsInjectMutexFailure(0, 0, 0);
+  EXPECT_EQ(xcsFailureRecordCount(), records + 2);  // the mutex, then the release
+  EXPECT_EQ(ListNames(hMsg), std::vector<std::string>{"a"});
+  EXPECT_EQ(h->TidRecursionCount, 1u);
+  // The exported release: 2195's internal code, the count unchanged.
+  xcsInjectMutexFailure(1, xcsRC_MUTEX_ERROR, 0);
+  EXPECT_EQ(Release(h, ZST_LOCK_THREAD), ZSTRC_UNEXPECTED_ERROR);
+  xcsInjectMutexFailure(0, 0, 0);
+  EXPECT_EQ(h->TidRecursionCount, 1u);
+  EXPECT_EQ(Release(h, ZST_LOCK_THREAD), ZXVRC_OK);
+  EXPECT_EQ(h->OwningTid, 0u);
+
+  // A create that cannot take the anchor's mutex leaves nothing behind.
+  records = xcsFailureRecordCount();
+  const int64_t blocks = xcsOutstandingBlocks();
+  const KWCMHO cmho{{'C', 'M', 'H', 'O'}, KWCMHO_VERSION_1, KWCMHO_VALIDATE};
+  KWHMSG other = KWHM_NONE;
+  xcsInjectMutexFailure(1, xcsRC_MUTEX_TIMEOUT, 0);
+  EXPECT_EQ(zstCreateMessageHandle(nullptr, kUnassoc, &cmho, &unassoc_, &other, &cc_, &rc_),
+            KWRC_UNEXPECTED_ERROR);
+  xcsInjectMutexFailure(0, 0, 0);
+  EXPECT_EQ(other, KWHM_NONE);
+  EXPECT_EQ(unassoc_.MsgHandleCount, 1u);
+  EXPECT_EQ(xcsOutstandingBlocks(), blocks);
+  EXPECT_EQ(xcsFailureRecordCount(), records + 1);
+  EXPECT_EQ(ValueAs<int32_t>(Inquire(hMsg, "a", KWIMPO_INQ_FIRST, KWTYPE_AS_SET, 256, 0, kUnassoc)),
+            1);
+}
+
 }  // namespace
 }  // namespace zxv::test

@@ -167,6 +167,62 @@ TEST_F(MessageHandlePropertyTest, ListMatchesTheStoresOwn) {
   xcsFreeMemFn(work.pBuffer);
 }
 
+// A reset handle takes names again into an emptied index, and its list
+// takes the store's CCSID with the first node: the bytes are the store's,
+// also after more resets than the index's slot generations count.
+TEST_F(MessageHandlePropertyTest, RefillAfterResetMatchesTheStore) {
+  hMsg_ = Create(kConn, KWCMHO_DEFAULT_VALIDATION);
+  MsgHandle* h = HandleAt(hMsg_);
+  const std::vector<std::string> names = {"u.o.1", "u.c.2", "a.3", "t4", "u.o.5", "u.c.6",
+                                          "a.7",   "t8",    "u.9", "u",  "u.o.1", "a.b.c.d"};
+  for (int round = 0; round < 70000; ++round) {
+    zstResetMessageHandle(nullptr, h, 0);
+    const std::string& name = names[static_cast<size_t>(round) % names.size()];
+    ASSERT_EQ(SetInt32(hMsg_, name, round), KWRC_NONE);
+    if (round % 997 == 0) {
+      ASSERT_EQ(ValueAs<int32_t>(Inquire(hMsg_, name)), round);
+    }
+  }
+  zstResetMessageHandle(nullptr, h, 0);
+  ZRFPAL ref{};
+  ASSERT_EQ(xcsGetMemFn(h->PropsSize, reinterpret_cast<void**>(&ref.pProps)), xcsRC_OK);
+  ref.Size = h->PropsSize;
+  std::memcpy(ref.pProps, h->pProps, ZRFP_HEADER_LENGTH);  // the reset header, CCSID 0
+  KWMD refDesc = h->MsgDesc;
+  KWULONG refFields = 0;
+  ZRFWORKAREA work{};
+  const uint8_t bytes[24] = {1, 2, 3};
+  for (size_t i = 0; i < 3 * names.size(); ++i) {
+    const std::string& name = names[i % names.size()];
+    const KWLONG types[] = {KWTYPE_INT32, KWTYPE_STRING, KWTYPE_INT8,   KWTYPE_BYTE_STRING,
+                            KWTYPE_NULL,  KWTYPE_INT64,  KWTYPE_BOOLEAN};
+    const uint32_t internal[] = {ZRF_TYPE_INT32,       ZRF_TYPE_STRING, ZRF_TYPE_INT8,
+                                 ZRF_TYPE_BYTE_STRING, ZRF_TYPE_NULL,   ZRF_TYPE_INT64,
+                                 ZRF_TYPE_BOOLEAN};
+    const size_t t = (i * 5) % 7;
+    const KWLONG length = types[t] == KWTYPE_INT8      ? 1
+                          : types[t] == KWTYPE_INT64   ? 8
+                          : types[t] == KWTYPE_NULL    ? 0
+                          : types[t] == KWTYPE_STRING  ? static_cast<KWLONG>(i % 9)
+                          : types[t] == KWTYPE_INT32   ? 4
+                          : types[t] == KWTYPE_BOOLEAN ? 4
+                                                       : 17;
+    ASSERT_EQ(Set(hMsg_, name, types[t], bytes, length), KWRC_NONE) << name;
+    KWLONG cc;
+    KWLONG rc;
+    zrfSetProperty(0, &ref, &refDesc, &refFields, name.data(), static_cast<KWULONG>(name.size()),
+                   KWCCSI_UTF8, nullptr, internal[t], bytes, static_cast<KWULONG>(length), &work, 1,
+                   &cc, &rc);
+    ASSERT_EQ(rc, KWRC_NONE) << name;
+    ASSERT_EQ(h->pProps->StrucLen, ref.pProps->StrucLen) << name;
+    ASSERT_EQ(std::memcmp(h->pProps, ref.pProps, ref.pProps->StrucLen), 0) << name;
+  }
+  EXPECT_EQ(h->PropsSize, ref.Size);
+  for (const std::string& name : names) EXPECT_EQ(Inquire(hMsg_, name).reason, KWRC_NONE) << name;
+  zrfFreePAL(&ref, 0, nullptr, nullptr);
+  xcsFreeMemFn(work.pBuffer);
+}
+
 // The index is a cache: without storage for it the calls still work, on the
 // list itself.
 TEST_F(MessageHandlePropertyTest, NoStorageForTheIndexIsNoFailure) {

@@ -54,6 +54,7 @@ class MessageHandleTest : public ::testing::Test {
   }
   void TearDown() override {
     xcsInjectAllocFailure(0, 0, 0);
+    xcsInjectMutexFailure(0, 0, 0);
     for (MsgHandleAnchor* anchor : {&anchor_, &unassoc_}) {
       while (anchor->pHead != nullptr) {
         zstDeleteMessageHandleResources(nullptr, anchor, anchor->pHead, 0, nullptr, nullptr);
