@@ -52,6 +52,7 @@ KWLONG ParseHeaderFolders(Message* m, const ZRFLOC& loc, uint8_t family, FolderS
   const uint32_t header = loc.Offset;
   const uint32_t strucLengthAt = header + kStrucLengthOffset;
   uint32_t pos = header + kRfh2FixedLength;
+  session->ExpectFolderBytes(*strucLength);
   while (pos < header + *strucLength) {
     const uint32_t remaining = header + *strucLength - pos;
     const int32_t folderLength =

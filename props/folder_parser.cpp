@@ -21,6 +21,36 @@ constexpr uint32_t kProbeMissing = 1;
 
 constexpr uint8_t kNoType = 0xFF;
 
+// True when the `length` bytes at a and b are equal; names are short, so
+// inline and eight bytes at a time rather than a call.
+inline bool SameBytes(const uint8_t* a, const uint8_t* b, uint32_t length) {
+  while (length >= 8) {
+    uint64_t x;
+    uint64_t y;
+    std::memcpy(&x, a, 8);
+    std::memcpy(&y, b, 8);
+    if (x != y) return false;
+    a += 8;
+    b += 8;
+    length -= 8;
+  }
+  if (length >= 4) {
+    uint32_t x;
+    uint32_t y;
+    std::memcpy(&x, a, 4);
+    std::memcpy(&y, b, 4);
+    if (x != y) return false;
+    a += 4;
+    b += 4;
+    length -= 4;
+  }
+  while (length != 0) {
+    if (*a++ != *b++) return false;
+    --length;
+  }
+  return true;
+}
+
 enum class FolderKind : uint8_t { kOther, kUser, kJms, kMcd, kKw, kKwps, kKwpsi, kKwext };
 
 enum class Nil : uint8_t { kAbsent, kTrue, kFalse };
@@ -69,14 +99,16 @@ class FolderGrammar {
   FolderKind KindOf(const uint8_t* name, uint32_t length) const;
   KWLONG Attributes(Frame* f, bool folder, bool* selfClosing, uint32_t* nameAttr,
                     uint32_t* nameAttrBytes);
+  bool OnlyDataType(Frame* f, KWLONG* reason);
   KWLONG ElementAttribute(Frame* f, const uint8_t* attr, uint32_t attrBytes, const uint8_t* value,
                           uint32_t valueBytes, uint32_t* seen);
   KWLONG Copy(const uint8_t* value, uint32_t bytes, uint8_t* copy);
   KWLONG Support(const uint8_t* value, uint32_t bytes, uint32_t* support);
   KWLONG AppendNamePart(const uint8_t* part, uint32_t bytes, bool escaped);
   void MarkNamePart(uint32_t index);
-  KWLONG Unescaped(const uint8_t* text, uint32_t bytes, const uint8_t** out, uint32_t* outBytes);
-  KWLONG Property(const Frame& f, uint32_t depth, const uint8_t* text, uint32_t bytes);
+  KWLONG Unescaped(const uint8_t* text, uint32_t bytes, bool entity, const uint8_t** out,
+                   uint32_t* outBytes);
+  KWLONG Property(const Frame& f, uint32_t depth, const uint8_t* text, uint32_t bytes, bool entity);
   KWLONG Body(const Frame& folder);
   KWLONG KwFolderEnd();
 
@@ -180,6 +212,37 @@ KWLONG FolderGrammar<T>::Attributes(Frame* f, bool folder, bool* selfClosing, ui
       return reason;
     }
   }
+}
+
+// The one attribute most typed elements carry, " dt='...'" right before
+// ">", read without the attribute loop: true (and *reason what the loop
+// would have returned) when the start tag ends so; false, with the cursor
+// where it was, for any other shape, which the loop then reads.
+template <typename T>
+bool FolderGrammar<T>::OnlyDataType(Frame* f, KWLONG* reason) {
+  constexpr uint32_t kPrefixUnits = 5;  // " dt=" and the quote
+  if (!c_.Has(kPrefixUnits * kStep)) return false;
+  const uint32_t at = c_.pos();
+  const uint8_t* p = text_ + at;
+  if (T::Load(p) != T::Char(' ') || T::Load(p + kStep) != T::Char('d') ||
+      T::Load(p + 2 * kStep) != T::Char('t') || T::Load(p + 3 * kStep) != T::Char('=')) {
+    return false;
+  }
+  const Unit quote = T::Load(p + 4 * kStep);
+  if (quote != T::Char('\'') && quote != T::Char('"')) return false;
+  const uint32_t value = at + kPrefixUnits * kStep;
+  const uint32_t end = c_.end();
+  uint32_t close = value;
+  for (; close < end; close += kStep) {
+    const Unit u = T::Load(text_ + close);
+    if (u == quote) break;
+    if (u == T::Char('<')) return false;
+  }
+  if (end - close < 2 * kStep || T::Load(text_ + close + kStep) != T::Char('>')) return false;
+  uint32_t seen = 0;
+  *reason = ElementAttribute(f, p + kStep, W::kDt.length, text_ + value, close - value, &seen);
+  c_.set_pos(close + 2 * kStep);
+  return true;
 }
 
 template <typename T>
@@ -330,19 +393,12 @@ void FolderGrammar<T>::MarkNamePart(uint32_t index) {
   part_hash_[index] = ContinuePrefixHash(h, names.data() + from, names.size() - from);
 }
 
-// Element text without its entities: the text itself when it has no "&",
-// otherwise unescaped into the session's value buffer.
+// Element text without its entities: the text itself when it has no "&"
+// (`entity`, found by the scan that delimited the text), otherwise
+// unescaped into the session's value buffer.
 template <typename T>
-KWLONG FolderGrammar<T>::Unescaped(const uint8_t* text, uint32_t bytes, const uint8_t** out,
-                                   uint32_t* outBytes) {
-  bool entity = false;
-  if constexpr (kStep == 1) {
-    entity = std::memchr(text, static_cast<uint8_t>(T::Char('&')), bytes) != nullptr;
-  } else {
-    for (uint32_t at = 0; at + kStep <= bytes && !entity; at += kStep) {
-      entity = T::Load(text + at) == T::Char('&');
-    }
-  }
+KWLONG FolderGrammar<T>::Unescaped(const uint8_t* text, uint32_t bytes, bool entity,
+                                   const uint8_t** out, uint32_t* outBytes) {
   if (!entity) {
     *out = text;
     *outBytes = bytes - bytes % kStep;
@@ -359,10 +415,10 @@ KWLONG FolderGrammar<T>::Unescaped(const uint8_t* text, uint32_t bytes, const ui
 }
 
 // One property: the element `f` at `depth` (the folder is depth 0) whose
-// text is [text, text + bytes).
+// text is [text, text + bytes), holding an "&" when `entity`.
 template <typename T>
 KWLONG FolderGrammar<T>::Property(const Frame& f, uint32_t depth, const uint8_t* text,
-                                  uint32_t bytes) {
+                                  uint32_t bytes, bool entity) {
   const uint8_t* tag = text_ + f.tag;
   if (kind_ == FolderKind::kKw && depth == 1 && W::kRsv.Is(tag, f.tag_bytes)) {
     // The reject-support value is checked at the folder's end, not kept.
@@ -398,7 +454,8 @@ KWLONG FolderGrammar<T>::Property(const Frame& f, uint32_t depth, const uint8_t*
 
   const uint8_t* value = nullptr;
   uint32_t valueBytes = 0;
-  if (const KWLONG reason = Unescaped(text, bytes, &value, &valueBytes); reason != KWRC_NONE) {
+  if (const KWLONG reason = Unescaped(text, bytes, entity, &value, &valueBytes);
+      reason != KWRC_NONE) {
     return reason;
   }
 
@@ -502,30 +559,39 @@ KWLONG FolderGrammar<T>::Body(const Frame& folder) {
   for (;;) {
     Frame& top = stack_[depth - 1];
     const uint32_t run = c_.pos();
-    const bool text = c_.SkipToMarkupStart();
+    bool entity = false;
+    const bool text = c_.SkipToMarkupStart(&entity);
     if (c_.AtEnd()) return SyntaxError();  // an element is still open
     const uint32_t runEnd = c_.pos();
     c_.Advance();  // "<"
     if (c_.Is('/')) {
       c_.Advance();
-      uint32_t start = 0;
-      uint32_t bytes = 0;
-      uint32_t chars = 0;
-      uint32_t cut = 0;
-      uint32_t control = 0;
-      if (!c_.ReadName(&start, &bytes, &chars, &cut, &control)) return SyntaxError();
-      if (cut != top.tag_bytes || std::memcmp(text_ + start, text_ + top.tag, cut) != 0) {
-        return Fail("EndTag name does not match StartTag name");
+      // Mostly the end tag is the start tag's name and ">": compared as
+      // bytes, without reading the name again.
+      const uint32_t tagBytes = top.tag_bytes;
+      if (c_.Has(tagBytes + kStep) && SameBytes(text_ + c_.pos(), text_ + top.tag, tagBytes) &&
+          T::Load(text_ + c_.pos() + tagBytes) == T::Char('>')) {
+        c_.Advance(tagBytes + kStep);
+      } else {
+        uint32_t start = 0;
+        uint32_t bytes = 0;
+        uint32_t chars = 0;
+        uint32_t cut = 0;
+        uint32_t control = 0;
+        if (!c_.ReadName(&start, &bytes, &chars, &cut, &control)) return SyntaxError();
+        if (cut != tagBytes || !SameBytes(text_ + start, text_ + top.tag, cut)) {
+          return Fail("EndTag name does not match StartTag name");
+        }
+        c_.SkipBlanks();
+        if (!c_.Is('>')) return SyntaxError();
+        c_.Advance();
       }
-      c_.SkipBlanks();
-      if (!c_.Is('>')) return SyntaxError();
-      c_.Advance();
       if (top.children || depth == 1) {
         if (text) return SyntaxError();  // text beside elements
         if (runEnd != run) {
           xtr_text_detail(kComponent, kFnFolderParse, "Ignoring blank string after end tag");
         }
-      } else if (const KWLONG reason = Property(top, depth - 1, text_ + run, runEnd - run);
+      } else if (const KWLONG reason = Property(top, depth - 1, text_ + run, runEnd - run, entity);
                  reason != KWRC_NONE) {
         return reason;
       }
@@ -570,8 +636,13 @@ KWLONG FolderGrammar<T>::Body(const Frame& folder) {
     bool selfClosing = false;
     uint32_t nameAttr = 0;
     uint32_t nameAttrBytes = 0;
-    if (const KWLONG reason = Attributes(&f, false, &selfClosing, &nameAttr, &nameAttrBytes);
-        reason != KWRC_NONE) {
+    KWLONG dtReason = KWRC_NONE;
+    if (c_.Is('>')) {
+      c_.Advance();  // mostly no attributes
+    } else if (OnlyDataType(&f, &dtReason)) {
+      if (dtReason != KWRC_NONE) return dtReason;
+    } else if (const KWLONG reason = Attributes(&f, false, &selfClosing, &nameAttr, &nameAttrBytes);
+               reason != KWRC_NONE) {
       return reason;
     }
     f.name_mark = names.size();
@@ -586,7 +657,9 @@ KWLONG FolderGrammar<T>::Body(const Frame& folder) {
     if (reason != KWRC_NONE) return reason;
     MarkNamePart(base_parts_ + depth - 2);
     if (selfClosing) {
-      if (const KWLONG r = Property(f, depth - 1, text_ + c_.pos(), 0); r != KWRC_NONE) return r;
+      if (const KWLONG r = Property(f, depth - 1, text_ + c_.pos(), 0, false); r != KWRC_NONE) {
+        return r;
+      }
       names.Resize(f.name_mark);
       --depth;
       afterEnd = true;
@@ -733,6 +806,7 @@ uint8_t FolderFamilyOf(int32_t ccsid, int32_t encoding) {
 KWLONG ParseFolder(const uint8_t* text, uint32_t length, int32_t ccsid, uint8_t family,
                    FolderSession* session, uint32_t* action) {
   session->SetFolderEncoding(ccsid, family);
+  session->ExpectFolderBytes(length);
   switch (family) {
     case XCS_CCSID_TYPE_ASCII:
       return RunGrammar<FamilyTraits<XCS_CCSID_TYPE_ASCII>>(text, length, session, action);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "props/descriptor_fields.h"
+#include "props/folder_node_append.h"
 #include "props/name_parts.h"
 #include "props/property_names.h"
 #include "props/property_store.h"
@@ -29,9 +30,8 @@ ScratchBuffer::~ScratchBuffer() {
   if (data_ != inline_) xcsFreeMemFn(data_);
 }
 
-KWLONG ScratchBuffer::Reserve(uint64_t more) {
+KWLONG ScratchBuffer::Grow(uint64_t more) {
   const uint64_t need = uint64_t{size_} + more;
-  if (need <= capacity_) return KWRC_NONE;
   if (need > kMaxListSize) return KWRC_STORAGE_NOT_AVAILABLE;
   uint64_t grown = uint64_t{capacity_} * 2;
   if (grown < need) grown = need;
@@ -44,11 +44,6 @@ KWLONG ScratchBuffer::Reserve(uint64_t more) {
   data_ = static_cast<uint8_t*>(block);
   capacity_ = static_cast<uint32_t>(grown);
   return KWRC_NONE;
-}
-
-void ScratchBuffer::AppendUnchecked(const uint8_t* bytes, uint32_t length) {
-  if (length != 0) std::memcpy(data_ + size_, bytes, length);
-  size_ += length;
 }
 
 // ---------------------------------------------------------------------------
@@ -140,51 +135,58 @@ void FolderSession::FindLastNode() {
   }
 }
 
-bool FolderSession::PrefixKnown(uint64_t h) const {
-  if (prefix_capacity_ == 0) return false;
-  for (uint32_t slot = static_cast<uint32_t>(h) & (prefix_capacity_ - 1); prefixes_[slot] != 0;
-       slot = (slot + 1) & (prefix_capacity_ - 1)) {
-    if (prefixes_[slot] == h) return true;
+bool FolderSession::GrowPrefixes() {
+  uint32_t capacity = prefix_capacity_ * 2;
+  if (prefix_capacity_ == 0) {
+    // At most half full with the prefixes expected.
+    capacity = kInitialPrefixCapacity;
+    while (capacity < (1u << 20) && capacity / 2 < prefix_hint_) capacity *= 2;
   }
-  return false;
+  void* block = nullptr;
+  if (capacity > (1u << 26) ||
+      xcsGetMemFn(uint64_t{capacity} * sizeof(uint64_t), &block) != xcsRC_OK) {
+    return false;
+  }
+  auto* grown = static_cast<uint64_t*>(block);
+  std::memset(grown, 0, uint64_t{capacity} * sizeof(uint64_t));
+  for (uint32_t i = 0; i < prefix_capacity_; ++i) {
+    const uint64_t old = prefixes_[i];
+    if (old == 0) continue;
+    uint32_t slot = static_cast<uint32_t>(old) & (capacity - 1);
+    while (grown[slot] != 0) slot = (slot + 1) & (capacity - 1);
+    grown[slot] = old;
+  }
+  xcsFreeMemFn(prefixes_);
+  prefixes_ = grown;
+  prefix_capacity_ = capacity;
+  return true;
 }
 
-void FolderSession::RememberPrefix(uint64_t h) {
-  if (!fast_) return;
-  if ((prefix_count_ + 1) * 2 > prefix_capacity_) {
-    // Grow (or create) the set; without room the fast path just stops.
-    const uint32_t capacity = prefix_capacity_ == 0 ? kInitialPrefixCapacity : prefix_capacity_ * 2;
-    void* block = nullptr;
-    if (capacity > (1u << 26) ||
-        xcsGetMemFn(uint64_t{capacity} * sizeof(uint64_t), &block) != xcsRC_OK) {
-      fast_ = false;
-      return;
-    }
-    auto* grown = static_cast<uint64_t*>(block);
-    std::memset(grown, 0, uint64_t{capacity} * sizeof(uint64_t));
-    for (uint32_t i = 0; i < prefix_capacity_; ++i) {
-      const uint64_t old = prefixes_[i];
-      if (old == 0) continue;
-      uint32_t slot = static_cast<uint32_t>(old) & (capacity - 1);
-      while (grown[slot] != 0) slot = (slot + 1) & (capacity - 1);
-      grown[slot] = old;
-    }
-    xcsFreeMemFn(prefixes_);
-    prefixes_ = grown;
-    prefix_capacity_ = capacity;
+// One probe answers and inserts: true when `h` was not in the set. When
+// the set cannot grow the fast path stops (and the answer is false).
+inline bool FolderSession::AddPrefix(uint64_t h) {
+  if ((prefix_count_ + 1) * 2 > prefix_capacity_ && !GrowPrefixes()) {
+    fast_ = false;
+    return false;
   }
-  uint32_t slot = static_cast<uint32_t>(h) & (prefix_capacity_ - 1);
+  const uint32_t mask = prefix_capacity_ - 1;
+  uint32_t slot = static_cast<uint32_t>(h) & mask;
   while (prefixes_[slot] != 0) {
-    if (prefixes_[slot] == h) return;
-    slot = (slot + 1) & (prefix_capacity_ - 1);
+    if (prefixes_[slot] == h) return false;
+    slot = (slot + 1) & mask;
   }
   prefixes_[slot] = h;
   ++prefix_count_;
+  return true;
+}
+
+inline void FolderSession::RememberPrefix(uint64_t h) {
+  if (fast_) AddPrefix(h);
 }
 
 // Remembers the name just added as the last node's, and its prefixes from
-// part `from` on (the earlier ones are the last node's, already known).
-void FolderSession::RememberLast(const NameParts& parts, uint32_t from) {
+// part `from` on (the earlier ones are known already).
+inline void FolderSession::RememberLast(const NameParts& parts, uint32_t from) {
   for (uint32_t i = from; i < parts.count; ++i) RememberPrefix(parts.hashes[i]);
   std::memcpy(last_ends_, parts.ends, parts.count * sizeof(uint32_t));
   std::memcpy(last_hashes_, parts.hashes, parts.count * sizeof(uint64_t));
@@ -192,8 +194,8 @@ void FolderSession::RememberLast(const NameParts& parts, uint32_t from) {
 }
 
 // Leading parts the name shares with the last node's name.
-uint32_t FolderSession::SharedWithLast(const ParsedProperty& property,
-                                       const NameParts& parts) const {
+inline uint32_t FolderSession::SharedWithLast(const ParsedProperty& property,
+                                              const NameParts& parts) const {
   uint32_t k = 0;
   const uint32_t n = parts.count < last_count_ ? parts.count : last_count_;
   while (k < n && parts.ends[k] == last_ends_[k] && parts.hashes[k] == last_hashes_[k]) ++k;
@@ -209,24 +211,27 @@ uint32_t FolderSession::SharedWithLast(const ParsedProperty& property,
   return k;
 }
 
-bool FolderSession::CanAppendAtEnd(const ParsedProperty& property, const NameParts& parts,
-                                   uint32_t* shared) {
+// True when the store would put the name behind the list's last node; then
+// the name's prefixes from *rememberFrom on are still to be remembered.
+inline bool FolderSession::CanAppendAtEnd(const ParsedProperty& property, const NameParts& parts,
+                                          uint32_t* rememberFrom) {
   if (!fast_ || pal_->pProps == nullptr || pal_->Size < kHeaderLength || VerifyRequested(pal_)) {
     return false;
   }
   const ZRFPROPS* list = pal_->pProps;
   if (list->CCSID != ccsid_ || list->CCSIDType != family_) return false;
   if (last_node_ == 0) {
-    *shared = 0;
+    *rememberFrom = 0;
     return list->StrucLen == kHeaderLength;
   }
   const uint32_t k = SharedWithLast(property, parts);
   // The store puts a new name after the last node that shares the most
   // parts with it: that is the list's last node unless another node has
-  // the name's first k + 1 parts (or the name itself).
+  // the name's first k + 1 parts (or the name itself). Asking the set
+  // also puts those parts in it.
   if (k >= parts.count) return false;
-  *shared = k;
-  return !PrefixKnown(parts.hashes[k]);
+  *rememberFrom = k + 1;
+  return AddPrefix(parts.hashes[k]);
 }
 
 // The property with its name and text value turned round to the other UCS-2
@@ -296,23 +301,41 @@ KWLONG FolderSession::AddThroughStore(const ParsedProperty& property, uint32_t f
 // "Properties.": any other character, or more of them, rules a word out.
 static bool MayBeReserved(const uint8_t* name, uint32_t length, uint8_t family) {
   constexpr uint32_t kLongestReservedWord = 12;
-  const uint32_t unit = CharUnitOf(family);
+  struct Letters {
+    bool ascii[256];
+    bool ebcdic[256];
+  };
+  static constexpr Letters kLetters = [] {
+    Letters t{};
+    for (uint32_t u = 0; u < 256; ++u) {
+      t.ascii[u] = (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z');
+      t.ebcdic[u] = (u >= 0x81 && u <= 0xA9) || (u >= 0xC1 && u <= 0xE9);
+    }
+    return t;
+  }();
   const bool ebcdic = family == XCS_CCSID_TYPE_EBCDIC;
+  if (!IsUcs2(family)) {
+    const uint8_t first = name[0];
+    if (first == (ebcdic ? 0xC2u : uint32_t{'B'}) || first == (ebcdic ? 0xD7u : uint32_t{'P'})) {
+      return true;
+    }
+    if (length > kLongestReservedWord) return false;
+    const bool* letter = ebcdic ? kLetters.ebcdic : kLetters.ascii;
+    for (uint32_t at = 0; at < length; ++at) {
+      if (!letter[name[at]]) return false;
+    }
+    return true;
+  }
   auto unitAt = [&](uint32_t at) -> uint32_t {
-    if (unit == 1) return name[at];
     return family == XCS_CCSID_TYPE_BUCS2 ? (uint32_t{name[at]} << 8) | name[at + 1]
                                           : name[at] | (uint32_t{name[at + 1]} << 8);
   };
   const uint32_t first = unitAt(0);
-  if (first == (ebcdic ? 0xC2u : uint32_t{'B'}) || first == (ebcdic ? 0xD7u : uint32_t{'P'})) {
-    return true;
-  }
-  if (length / unit > kLongestReservedWord) return false;
-  for (uint32_t at = 0; at + unit <= length; at += unit) {
+  if (first == 'B' || first == 'P') return true;
+  if (length / 2 > kLongestReservedWord) return false;
+  for (uint32_t at = 0; at + 2 <= length; at += 2) {
     const uint32_t u = unitAt(at);
-    const bool letter = ebcdic ? (u >= 0x81 && u <= 0xA9) || (u >= 0xC1 && u <= 0xE9)
-                               : (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z');
-    if (!letter) return false;
+    if (u >= 0x100 || !kLetters.ascii[u]) return false;
   }
   return true;
 }
@@ -369,22 +392,14 @@ KWLONG FolderSession::Add(const ParsedProperty& property, const NameParts* given
     }
     parts = &split;
   }
-  uint32_t shared = 0;
-  if (CanAppendAtEnd(property, *parts, &shared)) {
-    NodeSpec spec;
-    spec.type_flags = property.type | (property.user_context ? ZRF_FLAG_USER_CONTEXT : 0u);
-    spec.support = property.support;
-    spec.copy_options = property.copy_options;
-    spec.name = property.name;
-    spec.name_length = property.name_length;
-    spec.value = property.value;
-    spec.value_length = property.value_length;
-    spec.value_ccsid = ccsid_;
-    if (const KWLONG reason = CheckNodeSpec(spec, fn); reason != KWRC_NONE) return reason;
-    const uint32_t at = pal_->pProps->StrucLen;
-    if (const KWLONG reason = AppendNodeAtEnd(pal_, spec); reason != KWRC_NONE) return reason;
+  uint32_t rememberFrom = 0;
+  if (CanAppendAtEnd(property, *parts, &rememberFrom)) {
+    uint32_t at = 0;
+    if (const KWLONG reason = AppendParsedNode(pal_, property, &at); reason != KWRC_NONE) {
+      return reason;
+    }
     last_node_ = at;
-    RememberLast(*parts, shared);
+    RememberLast(*parts, rememberFrom);
     return KWRC_NONE;
   }
   if (const KWLONG reason = AddThroughStore(property, fn); reason != KWRC_NONE) return reason;

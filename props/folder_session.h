@@ -20,6 +20,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "zxvxzu/folder_parser.h"
 #include "zxvxzu/properties.h"
@@ -38,12 +39,19 @@ class ScratchBuffer {
   uint8_t* data() { return data_; }
   uint32_t size() const { return size_; }
   // Makes room for `more` bytes after size(); 2071/2102/2195 when it cannot.
-  KWLONG Reserve(uint64_t more);
+  KWLONG Reserve(uint64_t more) {
+    return uint64_t{size_} + more <= capacity_ ? KWRC_NONE : Grow(more);
+  }
   void Resize(uint32_t size) { size_ = size; }
   // Appends bytes (room reserved by the caller).
-  void AppendUnchecked(const uint8_t* bytes, uint32_t length);
+  void AppendUnchecked(const uint8_t* bytes, uint32_t length) {
+    if (length != 0) std::memcpy(data_ + size_, bytes, length);
+    size_ += length;
+  }
 
  private:
+  KWLONG Grow(uint64_t more);
+
   static constexpr uint32_t kInline = 512;
   uint8_t inline_[kInline];
   uint8_t* data_ = inline_;
@@ -73,11 +81,44 @@ struct NameParts {
   uint32_t count;
 };
 
-// The hash of name prefixes: FNV-1a over bytes, continued from `h`
-// (kPrefixHashStart for an empty prefix).
+// The hash of name prefixes, continued from `h` (kPrefixHashStart for an
+// empty prefix) over the bytes of the next part; eight bytes per step, as
+// it runs over every name the parser builds. Equal bytes in equal parts
+// give equal hashes; that is all the prefix set needs, as its hits are
+// only hints.
 inline constexpr uint64_t kPrefixHashStart = 0xCBF29CE484222325ull;
 inline uint64_t ContinuePrefixHash(uint64_t h, const uint8_t* bytes, uint32_t length) {
-  for (uint32_t i = 0; i < length; ++i) h = (h ^ bytes[i]) * 0x100000001B3ull;
+  constexpr uint64_t kMul = 0x9E3779B97F4A7C15ull;
+  auto mix = [](uint64_t x, uint64_t w) {
+    x = (x ^ w) * kMul;
+    return x ^ (x >> 29);
+  };
+  auto load8 = [](const uint8_t* p) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    return w;
+  };
+  h ^= length;
+  if (length >= 8) {
+    // Whole words, the last one overlapping the one before when the length
+    // is no multiple of eight.
+    while (length > 8) {
+      h = mix(h, load8(bytes));
+      bytes += 8;
+      length -= 8;
+    }
+    h = mix(h, load8(bytes + length - 8));
+  } else if (length >= 4) {
+    uint32_t a;
+    uint32_t b;
+    std::memcpy(&a, bytes, 4);
+    std::memcpy(&b, bytes + length - 4, 4);
+    h = mix(h, (uint64_t{a} << 32) | b);
+  } else if (length != 0) {
+    h = mix(h, (uint64_t{bytes[0]} << 16) | (uint64_t{bytes[length / 2]} << 8) | bytes[length - 1]);
+  } else {
+    h = mix(h, 0);
+  }
   return h == 0 ? 1 : h;  // 0 marks an empty slot of the set
 }
 
@@ -99,6 +140,11 @@ class FolderSession {
     ccsid_ = ccsid;
     family_ = family;
   }
+  // A hint: a folder of `bytes` bytes follows. Sizes the set of name
+  // prefixes once, so that a large header does not grow it step by step.
+  void ExpectFolderBytes(uint32_t bytes) {
+    if (bytes / kBytesPerPrefix > prefix_hint_) prefix_hint_ = bytes / kBytesPerPrefix;
+  }
 
   void BeginFolder();
   void CommitFolder() {}
@@ -113,8 +159,10 @@ class FolderSession {
  private:
   KWLONG CheckName(const ParsedProperty& property, KWLONG* id) const;
   uint32_t SharedWithLast(const ParsedProperty& property, const NameParts& parts) const;
-  bool CanAppendAtEnd(const ParsedProperty& property, const NameParts& parts, uint32_t* shared);
-  bool PrefixKnown(uint64_t h) const;
+  bool CanAppendAtEnd(const ParsedProperty& property, const NameParts& parts,
+                      uint32_t* rememberFrom);
+  bool GrowPrefixes();
+  bool AddPrefix(uint64_t h);
   void RememberPrefix(uint64_t h);
   void RememberLast(const NameParts& parts, uint32_t from);
   void FindLastNode();
@@ -138,6 +186,10 @@ class FolderSession {
   uint64_t* prefixes_ = nullptr;  // open-addressed set of prefix hashes
   uint32_t prefix_capacity_ = 0;  // a power of two
   uint32_t prefix_count_ = 0;
+  uint32_t prefix_hint_ = 0;  // prefixes expected (ExpectFolderBytes)
+  // Fewest folder bytes per property in headers seen in practice (short
+  // names and values); a denser folder just grows the set.
+  static constexpr uint32_t kBytesPerPrefix = 32;
 
   // What RollbackFolder restores.
   bool had_list_ = false;

@@ -8,8 +8,12 @@
 //   if (c.Is('<')) ...
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "props/rfh2_family.h"
 #include "zxvxzu/zxvxzu_types.h"
@@ -19,10 +23,51 @@ namespace zxv::props {
 // Longest tag name kept, in characters; longer names are cut to it.
 inline constexpr uint32_t kMaxTagChars = 255;
 
+// The classes of the units that markup scanning stops at, as bits; one
+// table per family, so that each unit costs one load.
+inline constexpr uint8_t kUnitBlank = 1;         // blank, tab, line feed, carriage return
+inline constexpr uint8_t kUnitEndsName = 2;      // blank, "/", ">", "<", "=", quotes
+inline constexpr uint8_t kUnitControl = 4;       // below the family's control limit
+inline constexpr uint8_t kUnitContinuation = 8;  // UTF-8 continuation byte
+
+template <typename T>
+struct UnitClasses {
+  using Unit = typename T::Unit;
+  static constexpr uint8_t Classify(uint32_t u) {
+    uint8_t c = 0;
+    const bool blank =
+        u == T::Char(' ') || u == T::Char('\n') || u == T::Char('\r') || u == T::Char('\t');
+    if (blank) c |= kUnitBlank | kUnitEndsName;
+    if (u == T::Char('/') || u == T::Char('>') || u == T::Char('<') || u == T::Char('=') ||
+        u == T::Char('\'') || u == T::Char('"')) {
+      c |= kUnitEndsName;
+    }
+    if (u < T::kControlLimit) c |= kUnitControl;
+    if (T::kCcsidType == XCS_CCSID_TYPE_UTF8 && (u & 0xC0) == 0x80) c |= kUnitContinuation;
+    return c;
+  }
+  static constexpr auto kTable = [] {
+    struct Table {
+      uint8_t c[256];
+    } t{};
+    for (uint32_t u = 0; u < 256; ++u) t.c[u] = Classify(u);
+    return t;
+  }();
+  // Units above 0xFF (two-byte families) are never markup.
+  static uint8_t Of(Unit u) {
+    if constexpr (T::kUnitBytes == 1) {
+      return kTable.c[u];
+    } else {
+      return u < 0x100 ? kTable.c[u] : uint8_t{0};
+    }
+  }
+};
+
 template <typename T>
 class FolderCursor {
  public:
   using Unit = typename T::Unit;
+  using K = UnitClasses<T>;
   static constexpr uint32_t kStep = T::kUnitBytes;
 
   // A trailing odd byte of a two-byte family is not part of the text.
@@ -38,16 +83,14 @@ class FolderCursor {
   // The unit after the current one; 0 at the end.
   Unit PeekNext() const { return pos_ + kStep < end_ ? T::Load(text_ + pos_ + kStep) : Unit{0}; }
   void Advance() { pos_ += kStep; }
+  void Advance(uint32_t bytes) { pos_ += bytes; }
   bool Is(char c) const { return !AtEnd() && Peek() == T::Char(c); }
+  // True when `bytes` more bytes lie before the end.
+  bool Has(uint32_t bytes) const { return end_ - pos_ >= bytes; }
 
-  static bool IsBlank(Unit u) {
-    return u == T::Char(' ') || u == T::Char('\n') || u == T::Char('\r') || u == T::Char('\t');
-  }
+  static bool IsBlank(Unit u) { return (K::Of(u) & kUnitBlank) != 0; }
   // True for a unit that ends a name: blank, "/", ">", "<", "=", quotes.
-  static bool EndsName(Unit u) {
-    return IsBlank(u) || u == T::Char('/') || u == T::Char('>') || u == T::Char('<') ||
-           u == T::Char('=') || u == T::Char('\'') || u == T::Char('"');
-  }
+  static bool EndsName(Unit u) { return (K::Of(u) & kUnitEndsName) != 0; }
   static bool IsControl(Unit u) { return u < T::kControlLimit; }
 
   void SkipBlanks() {
@@ -55,31 +98,55 @@ class FolderCursor {
   }
 
   // Moves to the next "<" (or the end); true when anything but blanks was
-  // passed. Text runs are long in value-heavy folders, so the byte families
-  // search with memchr.
-  bool SkipToMarkupStart() {
-    bool nonBlank = false;
+  // passed. *entity (may be null) is set when an "&" was passed. Text runs
+  // are long in value-heavy folders, so the byte families look at sixteen
+  // bytes a step, for "<" and "&" at once.
+  bool SkipToMarkupStart(bool* entity = nullptr) {
+    const uint32_t from = pos_;
+    bool amp = false;
     if constexpr (kStep == 1) {
       const uint8_t open = static_cast<uint8_t>(T::Char('<'));
-      const void* hit = std::memchr(text_ + pos_, open, end_ - pos_);
-      const uint32_t stop =
-          hit != nullptr ? static_cast<uint32_t>(static_cast<const uint8_t*>(hit) - text_) : end_;
-      for (uint32_t i = pos_; i < stop; ++i) {
-        if (!IsBlank(text_[i])) {
-          nonBlank = true;
-          break;
+      const uint8_t and_ = static_cast<uint8_t>(T::Char('&'));
+      uint32_t p = from;
+#if defined(__SSE2__)
+      const __m128i lt = _mm_set1_epi8(static_cast<char>(open));
+      const __m128i am = _mm_set1_epi8(static_cast<char>(and_));
+      for (; end_ - p >= 16; p += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text_ + p));
+        const auto ltMask = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, lt)));
+        const auto ampMask = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, am)));
+        if (ltMask != 0) {
+          const uint32_t i = static_cast<uint32_t>(__builtin_ctz(ltMask));
+          amp = amp || (ampMask & ((1u << i) - 1)) != 0;
+          p += i;
+          goto found;
         }
+        amp = amp || ampMask != 0;
       }
-      pos_ = stop;
+#endif
+      for (; p < end_; ++p) {
+        const uint8_t u = text_[p];
+        if (u == open) break;
+        amp = amp || u == and_;
+      }
+#if defined(__SSE2__)
+    found:
+#endif
+      pos_ = p;
     } else {
       while (!AtEnd()) {
         const Unit u = Peek();
         if (u == T::Char('<')) break;
-        if (!IsBlank(u)) nonBlank = true;
+        amp = amp || u == T::Char('&');
         Advance();
       }
     }
-    return nonBlank;
+    if (entity != nullptr) *entity = amp;
+    // Mostly the first unit decides: text starts with a non-blank.
+    for (uint32_t i = from; i < pos_; i += kStep) {
+      if (!IsBlank(T::Load(text_ + i))) return true;
+    }
+    return false;
   }
 
   // Reads a name from here to the first unit that ends it. *chars receives
@@ -88,32 +155,67 @@ class FolderCursor {
   // control character; *control then holds it.
   bool ReadName(uint32_t* start, uint32_t* bytes, uint32_t* chars, uint32_t* cut,
                 uint32_t* control) {
-    *start = pos_;
-    uint32_t n = 0;
-    uint32_t cutAt = 0;
-    while (!AtEnd()) {
-      const Unit u = Peek();
-      if (EndsName(u)) break;
-      if (IsControl(u)) {
-        *control = u;
-        return false;
+    const uint32_t from = pos_;
+    *start = from;
+    uint32_t p = from;
+    uint32_t continuations = 0;
+    uint8_t stop = 0;
+    // ASCII and UTF-8 names step eight bytes at a time while every byte is
+    // one that cannot end a name: 0x30-0x7F without "<", "=", ">" and "?"
+    // (the last only to keep the test short); any other byte ends the fast
+    // steps and the table decides.
+    if constexpr (T::kUnitBytes == 1 && T::Char('<') == '<' &&
+                  std::endian::native == std::endian::little) {
+      constexpr uint64_t kOnes = 0x0101010101010101ull;
+      constexpr uint64_t kHigh = 0x8080808080808080ull;
+      while (end_ - p >= 8) {
+        uint64_t w;
+        std::memcpy(&w, text_ + p, 8);
+        const uint64_t below30 = (w - 0x30 * kOnes) & ~w;
+        const uint64_t q = w ^ (0x3C * kOnes);  // "<" "=" ">" "?" become 0-3
+        const uint64_t below4 = (q - 4 * kOnes) & ~q;
+        // The lowest flagged byte is exact (borrows only run upwards).
+        const uint64_t stops = (below30 | below4 | w) & kHigh;
+        if (stops != 0) {
+          p += static_cast<uint32_t>(__builtin_ctzll(stops)) / 8;
+          break;
+        }
+        p += 8;
       }
-      // UTF-8 continuation bytes belong to the character before them.
-      const bool newChar =
-          T::kCcsidType != XCS_CCSID_TYPE_UTF8 || (static_cast<uint32_t>(u) & 0xC0) != 0x80;
-      if (newChar) {
-        if (n == kMaxTagChars) cutAt = pos_ - *start;
-        ++n;
-      }
-      Advance();
     }
-    *bytes = pos_ - *start;
+    // One table load per unit; the scan stops at a unit that ends the name
+    // or is a control character (a blank control ends it first).
+    while (p < end_) {
+      const uint8_t k = K::Of(T::Load(text_ + p));
+      if (k & (kUnitEndsName | kUnitControl)) {
+        stop = k;
+        break;
+      }
+      if constexpr (T::kCcsidType == XCS_CCSID_TYPE_UTF8) continuations += k >> 3;
+      p += kStep;
+    }
+    pos_ = p;
+    if (stop != 0 && !(stop & kUnitEndsName)) {
+      *control = T::Load(text_ + p);
+      return false;
+    }
+    const uint32_t n = (p - from) / kStep - continuations;
+    *bytes = p - from;
     *chars = n;
-    *cut = n > kMaxTagChars ? cutAt : *bytes;
+    *cut = n > kMaxTagChars ? CutAt(from) : *bytes;
     return true;
   }
 
  private:
+  // The byte length of the first kMaxTagChars characters of a longer name.
+  uint32_t CutAt(uint32_t from) const {
+    uint32_t n = 0;
+    for (uint32_t p = from;; p += kStep) {
+      const bool newChar = !(K::Of(T::Load(text_ + p)) & kUnitContinuation);
+      if (newChar && n++ == kMaxTagChars) return p - from;
+    }
+  }
+
   const uint8_t* text_;
   uint32_t end_;
   uint32_t pos_;

@@ -4,6 +4,7 @@
 #include "props/value_escape.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
 #include <iterator>
 
@@ -170,12 +171,34 @@ class Escaper {
     return table;
   }
 
+  // Flags the high bit of every byte of `w` that equals `c` (exact for the
+  // lowest such byte; a borrow may flag bytes above it).
+  static uint64_t BytesEqual(uint64_t w, uint8_t c) {
+    constexpr uint64_t kOnes = 0x0101010101010101ull;
+    const uint64_t v = w ^ (kOnes * c);
+    return (v - kOnes) & ~v & (kOnes * 0x80);
+  }
+
   // The first unit from i on that a walk must look at; `units` when none.
-  // Single-byte text is skipped through a table, a byte per step.
+  // Single-byte text is looked at eight bytes a step, then through a table.
   template <uint32_t kStops>
   static uint32_t Skip(const uint8_t* text, uint32_t i, uint32_t units) {
     if constexpr (kB == 1) {
       static constexpr std::array<bool, 256> kTable = StopTable<kStops>();
+      // The byte that a flag stands for is found from the low end.
+      while (std::endian::native == std::endian::little && units - i >= 8) {
+        uint64_t w;
+        std::memcpy(&w, text + i, 8);
+        uint64_t stops = 0;
+        if constexpr ((kStops & kStopAmp) != 0) stops |= BytesEqual(w, kAmp);
+        if constexpr ((kStops & kStopLt) != 0) stops |= BytesEqual(w, kLt);
+        if constexpr ((kStops & kStopSemi) != 0) stops |= BytesEqual(w, kSemi);
+        if constexpr ((kStops & kStopQuote) != 0) stops |= BytesEqual(w, kQuote);
+        // UTF-8 lead bytes: both top bits set.
+        if constexpr (T::kHasLeadBytes) stops |= w & (w << 1) & 0x8080808080808080ull;
+        if (stops != 0) return i + static_cast<uint32_t>(__builtin_ctzll(stops)) / 8;
+        i += 8;
+      }
       while (i < units && !kTable[text[i]]) ++i;
     } else {
       while (i < units && !IsStop<kStops>(T::Load(text + i * kB))) ++i;
