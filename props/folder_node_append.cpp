@@ -8,37 +8,6 @@
 #include "props/property_store.h"
 
 namespace zxv::props {
-namespace {
-
-// Copies `n` bytes; names and values are mostly short, and a call to the
-// library's copy costs more than the copy itself then.
-inline uint8_t* CopyBytes(uint8_t* to, const uint8_t* from, uint32_t n) {
-  if (n <= 16) {
-    if (n >= 8) {
-      uint64_t a;
-      uint64_t b;
-      std::memcpy(&a, from, 8);
-      std::memcpy(&b, from + n - 8, 8);
-      std::memcpy(to, &a, 8);
-      std::memcpy(to + n - 8, &b, 8);
-    } else if (n >= 4) {
-      uint32_t a;
-      uint32_t b;
-      std::memcpy(&a, from, 4);
-      std::memcpy(&b, from + n - 4, 4);
-      std::memcpy(to, &a, 4);
-      std::memcpy(to + n - 4, &b, 4);
-    } else {
-      for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
-    }
-  } else {
-    std::memcpy(to, from, n);
-  }
-  return to + n;
-}
-
-}  // namespace
-
 KWLONG AppendParsedNode(ZRFPAL* pal, const ParsedProperty& property, uint32_t* offset) {
   const uint32_t code = property.type;
   if (code >= ZRF_TYPE_NAME_ONLY) return KWRC_PROPERTY_TYPE_ERROR;  // the parser makes none
@@ -90,8 +59,8 @@ KWLONG AppendParsedNode(ZRFPAL* pal, const ParsedProperty& property, uint32_t* o
   }
   StoreU16(node + layout.name_length_offset, static_cast<uint16_t>(nameLength));
   node[layout.copy_offset] = property.copy_options;
-  uint8_t* cursor = CopyBytes(node + layout.name_offset, property.name, nameLength);
-  if (variable) *CopyBytes(cursor, property.value, valueLength) = 0;
+  uint8_t* cursor = CopyShort(node + layout.name_offset, property.name, nameLength);
+  if (variable) *CopyShort(cursor, property.value, valueLength) = 0;
   list->StrucLen = at + static_cast<uint32_t>(length);
   list->PropsLen += nameLength + valueLength;
   *offset = at;

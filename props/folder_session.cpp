@@ -188,8 +188,11 @@ inline void FolderSession::RememberPrefix(uint64_t h) {
 // part `from` on (the earlier ones are known already).
 inline void FolderSession::RememberLast(const NameParts& parts, uint32_t from) {
   for (uint32_t i = from; i < parts.count; ++i) RememberPrefix(parts.hashes[i]);
-  std::memcpy(last_ends_, parts.ends, parts.count * sizeof(uint32_t));
-  std::memcpy(last_hashes_, parts.hashes, parts.count * sizeof(uint64_t));
+  // Mostly one to three parts: a loop, not a call.
+  for (uint32_t i = 0; i < parts.count; ++i) {
+    last_ends_[i] = parts.ends[i];
+    last_hashes_[i] = parts.hashes[i];
+  }
   last_count_ = parts.count;
 }
 
