@@ -246,6 +246,21 @@ constexpr std::array<uint64_t, 2> kFirstCharMask = FirstCharMask();
 
 bool MayBeFirst(uint8_t c) { return c < 128 && ((kFirstCharMask[c >> 6] >> (c & 63u)) & 1u) != 0; }
 
+// The same for the reserved families of CheckReservedFamilies.
+constexpr std::array<uint64_t, 2> FamilyFirstMask() {
+  std::array<uint64_t, 2> mask{};
+  for (char c : std::string_view(kReservedFamilyInitials)) {
+    const auto b = static_cast<uint8_t>(c);
+    mask[b >> 6] |= uint64_t{1} << (b & 63u);
+  }
+  return mask;
+}
+constexpr std::array<uint64_t, 2> kFamilyFirstMask = FamilyFirstMask();
+
+bool MayBeFamilyFirst(uint8_t c) {
+  return c < 128 && ((kFamilyFirstMask[c >> 6] >> (c & 63u)) & 1u) != 0;
+}
+
 NameId Lookup(const KnownWords& words, uint32_t n) {
   const int i = kKnownHash.Find(KnownKey(words, n));
   if (i < 0) return ZRF_NAME_NONE;
@@ -289,6 +304,13 @@ NameId FindKnownName(const NameBytes& name) {
 }
 
 KWLONG CheckForKnownName(const NameBytes& name, NameId* id) {
+  // A name whose first character begins no known name and no reserved
+  // family (most user names) needs neither search.
+  if (const uint8_t first = FirstAscii(name); !MayBeFirst(first) && !MayBeFamilyFirst(first)) {
+    *id = ZRF_NAME_NONE;
+    xtr_parms(kComponent, kFnCheckKnownName, "NameIdentifier: %d", *id);
+    return KWRC_NONE;
+  }
   *id = FindKnownName(name);
   xtr_parms(kComponent, kFnCheckKnownName, "NameIdentifier: %d", *id);
   if (*id != ZRF_NAME_NONE) return KWRC_NONE;

@@ -82,6 +82,10 @@ KWLONG CheckReservedWords(const NameBytes& name);
 // KWRC_PROPERTY_NAME_ERROR with the reason traced.
 KWLONG CheckReservedFamilies(const NameBytes& name);
 
+// The first characters (ASCII) of the prefixes CheckReservedFamilies refuses:
+// a name beginning with any other character passes it.
+inline constexpr char kReservedFamilyInitials[] = "kKpRJA";
+
 // --- known_names.cpp ---
 
 // The identifier of a known name, compared in the name's own encoding;
