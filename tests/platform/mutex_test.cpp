@@ -38,11 +38,12 @@ class MutexTest : public ::testing::Test {
   int64_t outstanding_ = 0;
 };
 
-TEST_F(MutexTest, IsRecursiveForItsHolder) {
+TEST_F(MutexTest, IsRecursiveForItsHolderAndNotDestroyedWhileHeld) {
   EXPECT_FALSE(xcsMutexHeldByMe(mutex_));
   ASSERT_EQ(xcsRequestMutex(mutex_, XCS_WAIT_FOREVER), xcsRC_OK);
   ASSERT_EQ(xcsRequestMutex(mutex_, XCS_NO_WAIT), xcsRC_OK);
   EXPECT_TRUE(xcsMutexHeldByMe(mutex_));
+  EXPECT_EQ(xcsDestroyMutex(mutex_), xcsRC_MUTEX_ERROR);
   EXPECT_EQ(xcsReleaseMutex(mutex_), xcsRC_OK);
   EXPECT_TRUE(xcsMutexHeldByMe(mutex_));  // still held once
   EXPECT_EQ(xcsReleaseMutex(mutex_), xcsRC_OK);
@@ -82,13 +83,7 @@ TEST_F(MutexTest, WaiterGetsTheMutexWhenReleased) {
   EXPECT_TRUE(got);
 }
 
-TEST_F(MutexTest, HeldMutexIsNotDestroyed) {
-  ASSERT_EQ(xcsRequestMutex(mutex_, XCS_WAIT_FOREVER), xcsRC_OK);
-  EXPECT_EQ(xcsDestroyMutex(mutex_), xcsRC_MUTEX_ERROR);
-  EXPECT_EQ(xcsReleaseMutex(mutex_), xcsRC_OK);
-}
-
-TEST_F(MutexTest, BadHandlesAreRefused) {
+TEST_F(MutexTest, BadArgumentsAreRefused) {
   EXPECT_EQ(xcsCreateMutex(nullptr), xcsRC_INVALID_PARAMETER);
   EXPECT_EQ(xcsRequestMutex(nullptr, 0), xcsRC_INVALID_PARAMETER);
   EXPECT_EQ(xcsReleaseMutex(nullptr), xcsRC_INVALID_PARAMETER);
@@ -99,13 +94,34 @@ TEST_F(MutexTest, BadHandlesAreRefused) {
   EXPECT_EQ(xcsCreateNamedMutex("", &named), xcsRC_INVALID_PARAMETER);
   EXPECT_EQ(xcsCreateNamedMutex("Name", nullptr), xcsRC_INVALID_PARAMETER);
   EXPECT_EQ(xcsDeleteNamedMutex(nullptr), xcsRC_INVALID_PARAMETER);
+  xcsFILELOCK* lock = nullptr;
+  EXPECT_EQ(xcsLockFile(nullptr, &lock), xcsRC_INVALID_PARAMETER);
+  EXPECT_EQ(xcsLockFile("", &lock), xcsRC_INVALID_PARAMETER);
+  EXPECT_EQ(xcsLockFile("../escape", &lock), xcsRC_INVALID_PARAMETER);
+  EXPECT_EQ(xcsLockFile("zxv_lock", nullptr), xcsRC_INVALID_PARAMETER);
+  EXPECT_EQ(xcsLockFile(std::string(5000, 'n').c_str(), &lock), xcsRC_INVALID_PARAMETER);
+  EXPECT_EQ(xcsUnlockFile(nullptr), xcsRC_INVALID_PARAMETER);
 }
 
-TEST_F(MutexTest, StorageFailureIsPassedUp) {
-  xcsMUTEX* other = reinterpret_cast<xcsMUTEX*>(1);
+// Each allocation of a mutex, a named mutex (registry entry and mutex) and a
+// file lock fails cleanly with the allocator's code.
+TEST_F(MutexTest, StorageFailuresArePassedUpAndLeaveNothing) {
+  xcsMUTEX* m = reinterpret_cast<xcsMUTEX*>(1);
   xcsInjectAllocFailure(1, xcsRC_STORAGE_NOT_AVAILABLE, 0);
-  EXPECT_EQ(xcsCreateMutex(&other), xcsRC_STORAGE_NOT_AVAILABLE);
-  EXPECT_EQ(other, nullptr);
+  EXPECT_EQ(xcsCreateMutex(&m), xcsRC_STORAGE_NOT_AVAILABLE);
+  EXPECT_EQ(m, nullptr);
+  for (uint32_t nth : {1u, 2u}) {
+    xcsInjectAllocFailure(nth, xcsRC_STORAGE_NOT_AVAILABLE_2, 0);
+    EXPECT_EQ(xcsCreateNamedMutex("Starved", &m), xcsRC_STORAGE_NOT_AVAILABLE_2) << nth;
+    EXPECT_EQ(m, nullptr);
+  }
+  xcsFILELOCK* lock = reinterpret_cast<xcsFILELOCK*>(1);
+  xcsInjectAllocFailure(1, xcsRC_RESOURCE_PROBLEM, 0);
+  EXPECT_EQ(xcsLockFile("zxv_starved", &lock), xcsRC_RESOURCE_PROBLEM);
+  EXPECT_EQ(lock, nullptr);
+  xcsInjectAllocFailure(0, 0, 0);
+  ASSERT_EQ(xcsCreateNamedMutex("Starved", &m), xcsRC_OK);
+  EXPECT_EQ(xcsDeleteNamedMutex(m), xcsRC_OK);
 }
 
 TEST_F(MutexTest, NamedMutexesAreSharedByName) {
@@ -127,19 +143,6 @@ TEST_F(MutexTest, NamedMutexesAreSharedByName) {
   EXPECT_EQ(xcsReleaseMutex(b), xcsRC_OK);
   EXPECT_EQ(xcsDeleteNamedMutex(b), xcsRC_OK);
   EXPECT_EQ(xcsDeleteNamedMutex(c), xcsRC_OK);
-}
-
-TEST_F(MutexTest, NamedMutexStorageFailureLeavesNothingBehind) {
-  for (uint32_t nth : {1u, 2u}) {
-    xcsMUTEX* named = reinterpret_cast<xcsMUTEX*>(1);
-    xcsInjectAllocFailure(nth, xcsRC_STORAGE_NOT_AVAILABLE_2, 0);
-    EXPECT_EQ(xcsCreateNamedMutex("Starved", &named), xcsRC_STORAGE_NOT_AVAILABLE_2) << nth;
-    EXPECT_EQ(named, nullptr);
-  }
-  xcsInjectAllocFailure(0, 0, 0);
-  xcsMUTEX* named = nullptr;
-  ASSERT_EQ(xcsCreateNamedMutex("Starved", &named), xcsRC_OK);
-  EXPECT_EQ(xcsDeleteNamedMutex(named), xcsRC_OK);
 }
 
 class FileLockTest : public ::testing::Test {
@@ -189,25 +192,6 @@ TEST_F(FileLockTest, ThreadsOfOneProcessAreSerialisedToo) {
   EXPECT_EQ(xcsUnlockFile(lock), xcsRC_OK);
   other.join();
   EXPECT_TRUE(got);
-}
-
-TEST_F(FileLockTest, BadArguments) {
-  xcsFILELOCK* lock = nullptr;
-  EXPECT_EQ(xcsLockFile(nullptr, &lock), xcsRC_INVALID_PARAMETER);
-  EXPECT_EQ(xcsLockFile("", &lock), xcsRC_INVALID_PARAMETER);
-  EXPECT_EQ(xcsLockFile("../escape", &lock), xcsRC_INVALID_PARAMETER);
-  EXPECT_EQ(xcsLockFile(name_.c_str(), nullptr), xcsRC_INVALID_PARAMETER);
-  EXPECT_EQ(xcsUnlockFile(nullptr), xcsRC_INVALID_PARAMETER);
-  const std::string too_long(5000, 'n');
-  EXPECT_EQ(xcsLockFile(too_long.c_str(), &lock), xcsRC_INVALID_PARAMETER);
-}
-
-TEST_F(FileLockTest, StorageFailureIsPassedUp) {
-  xcsFILELOCK* lock = nullptr;
-  xcsInjectAllocFailure(1, xcsRC_RESOURCE_PROBLEM, 0);
-  EXPECT_EQ(xcsLockFile(name_.c_str(), &lock), xcsRC_RESOURCE_PROBLEM);
-  xcsInjectAllocFailure(0, 0, 0);
-  EXPECT_EQ(lock, nullptr);
 }
 
 }  // namespace
