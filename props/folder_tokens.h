@@ -105,34 +105,7 @@ class FolderCursor {
     const uint32_t from = pos_;
     bool amp = false;
     if constexpr (kStep == 1) {
-      const uint8_t open = static_cast<uint8_t>(T::Char('<'));
-      const uint8_t and_ = static_cast<uint8_t>(T::Char('&'));
-      uint32_t p = from;
-#if defined(__SSE2__)
-      const __m128i lt = _mm_set1_epi8(static_cast<char>(open));
-      const __m128i am = _mm_set1_epi8(static_cast<char>(and_));
-      for (; end_ - p >= 16; p += 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text_ + p));
-        const auto ltMask = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, lt)));
-        const auto ampMask = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, am)));
-        if (ltMask != 0) {
-          const uint32_t i = static_cast<uint32_t>(__builtin_ctz(ltMask));
-          amp = amp || (ampMask & ((1u << i) - 1)) != 0;
-          p += i;
-          goto found;
-        }
-        amp = amp || ampMask != 0;
-      }
-#endif
-      for (; p < end_; ++p) {
-        const uint8_t u = text_[p];
-        if (u == open) break;
-        amp = amp || u == and_;
-      }
-#if defined(__SSE2__)
-    found:
-#endif
-      pos_ = p;
+      pos_ = FindOpenByte(from, &amp);
     } else {
       while (!AtEnd()) {
         const Unit u = Peek();
@@ -207,6 +180,34 @@ class FolderCursor {
   }
 
  private:
+  // The offset of the first "<" from `p` on (or the end) in byte-family
+  // text; *amp is set when an "&" lies before it.
+  uint32_t FindOpenByte(uint32_t p, bool* amp) const {
+    const auto open = static_cast<uint8_t>(T::Char('<'));
+    const auto ampersand = static_cast<uint8_t>(T::Char('&'));
+#if defined(__SSE2__)
+    const __m128i opens = _mm_set1_epi8(static_cast<char>(open));
+    const __m128i ampersands = _mm_set1_epi8(static_cast<char>(ampersand));
+    for (; end_ - p >= 16; p += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text_ + p));
+      const auto openMask = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, opens)));
+      const auto ampMask = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, ampersands)));
+      if (openMask != 0) {
+        const auto i = static_cast<uint32_t>(__builtin_ctz(openMask));
+        if ((ampMask & ((1u << i) - 1)) != 0) *amp = true;
+        return p + i;
+      }
+      if (ampMask != 0) *amp = true;
+    }
+#endif
+    for (; p < end_; ++p) {
+      const uint8_t u = text_[p];
+      if (u == open) break;
+      if (u == ampersand) *amp = true;
+    }
+    return p;
+  }
+
   // The byte length of the first kMaxTagChars characters of a longer name.
   uint32_t CutAt(uint32_t from) const {
     uint32_t n = 0;
