@@ -22,36 +22,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "props/byte_words.h"
 #include "zxvxzu/folder_parser.h"
 #include "zxvxzu/properties.h"
 
 namespace zxv::props {
-
-// Copies `n` bytes and returns the end of the copy. Names and values are
-// mostly short, and a call to the library's copy costs more than the copy
-// itself then.
-inline uint8_t* CopyShort(uint8_t* to, const uint8_t* from, uint32_t n) {
-  if (n > 16) {
-    std::memcpy(to, from, n);
-  } else if (n >= 8) {
-    uint64_t a;
-    uint64_t b;
-    std::memcpy(&a, from, 8);
-    std::memcpy(&b, from + n - 8, 8);
-    std::memcpy(to, &a, 8);
-    std::memcpy(to + n - 8, &b, 8);
-  } else if (n >= 4) {
-    uint32_t a;
-    uint32_t b;
-    std::memcpy(&a, from, 4);
-    std::memcpy(&b, from + n - 4, 4);
-    std::memcpy(to, &a, 4);
-    std::memcpy(to + n - 4, &b, 4);
-  } else {
-    for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
-  }
-  return to + n;
-}
 
 // A growable byte buffer from the platform allocator, with room for short
 // contents inside the object so that most parses allocate nothing for it.

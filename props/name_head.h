@@ -18,36 +18,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "props/byte_words.h"
 #include "props/encoded_words.h"
 #include "props/property_names.h"
 
 namespace zxv::props {
-
-// Little-endian loads of 8, 4 and 2 bytes.
-inline uint64_t Load64(const uint8_t* p) {
-  uint64_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-inline uint64_t Load32(const uint8_t* p) {
-  uint32_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-inline uint64_t Load16(const uint8_t* p) {
-  uint16_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
-// The first min(n, 8) bytes at `p` as a little-endian word, zero above; reads
-// no byte at or past p + n.
-inline uint64_t LoadUpTo8(const uint8_t* p, uint32_t n) {
-  if (n >= 8) return Load64(p);
-  if (n >= 4) return Load32(p) | ((Load32(p + n - 4) >> (8 * (8 - n))) << 32);
-  if (n >= 2) return Load16(p) | ((Load16(p + n - 2) >> (8 * (4 - n))) << 16);
-  return n == 1 ? p[0] : 0;
-}
 
 // The low `n` bytes of a word set (n <= 8).
 constexpr uint64_t Mask(uint32_t n) { return n >= 8 ? ~uint64_t{0} : (uint64_t{1} << (8 * n)) - 1; }

@@ -14,7 +14,6 @@ namespace {
 #if defined(__SSE2__)
 using scan::LoadBlock;
 #endif
-using scan::LoadUpTo8;
 
 struct FolderInfo {
   FolderId id;

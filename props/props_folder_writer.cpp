@@ -21,7 +21,6 @@
 namespace zxv::props {
 namespace {
 
-using scan::CopyBytes;
 using scan::EscapeBytes;
 
 constexpr uint32_t kProbeOut = 1;
@@ -239,7 +238,7 @@ class FolderWriter {
   }
   static uint8_t* PutAscii(uint8_t* p, const char* s, uint32_t n) {
     if constexpr (kAsciiUnits) {
-      return CopyBytes(p, reinterpret_cast<const uint8_t*>(s), n);
+      return CopyShort(p, reinterpret_cast<const uint8_t*>(s), n);
     } else {
       for (uint32_t i = 0; i < n; ++i) p = Put(p, s[i]);
       return p;
@@ -273,7 +272,7 @@ class FolderWriter {
   static uint8_t* PutTag(uint8_t* p, bool close, const uint8_t* name, uint32_t n) {
     p = Put(p, '<');
     if (close) p = Put(p, '/');
-    p = CopyBytes(p, name, n);
+    p = CopyShort(p, name, n);
     return Put(p, '>');
   }
 
@@ -555,7 +554,7 @@ KWLONG FolderWriter<T>::WriteElement(const NodeView& node, const Placement& plac
       p = SwitchGroups(p, name + partsStart, leafStart - partsStart);
     }
     p = Put(p, '<');
-    p = CopyBytes(p, leaf, leafBytes);
+    p = CopyShort(p, leaf, leafBytes);
   }
   p = WriteAttributes(p, node, folder, leafStart > partsStart, leaf, leafBytes);
   if (code == ZRF_TYPE_NULL) {

@@ -1,9 +1,9 @@
 // Sixteen bytes at a time over single-byte folder text, for the header
-// writer: loading a short tail without reading past it, short copies
-// without a call, and escaping a value into its folder. Escaping gives
-// exactly what the family's expand routine (value_escape.h) gives: "&" as
-// &amp;, "<" as &lt;, and in UTF-8 a multi-byte character stepped whole from
-// its lead byte, the bytes behind the lead byte copied unlooked-at.
+// writer: loading a short tail without reading past it, and escaping a value
+// into its folder. Escaping gives exactly what the family's expand routine
+// (value_escape.h) gives: "&" as &amp;, "<" as &lt;, and in UTF-8 a
+// multi-byte character stepped whole from its lead byte, the bytes behind
+// the lead byte copied unlooked-at.
 //
 //   using T = FamilyTraits<XCS_CCSID_TYPE_UTF8>;
 //   uint8_t* w = out;                            // room for 5 bytes per byte of text
@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "props/byte_words.h"
 #include "props/rfh2_family.h"
 
 #if defined(__SSE2__)
@@ -20,49 +21,6 @@
 #endif
 
 namespace zxv::props::scan {
-
-// Copies n bytes and returns to + n; runs of up to 16 bytes inline, the
-// short runs that markup is made of.
-inline uint8_t* CopyBytes(uint8_t* to, const uint8_t* from, uint32_t n) {
-  if (n <= 16) {
-    if (n >= 8) {
-      uint64_t a;
-      uint64_t b;
-      std::memcpy(&a, from, 8);
-      std::memcpy(&b, from + n - 8, 8);
-      std::memcpy(to, &a, 8);
-      std::memcpy(to + n - 8, &b, 8);
-    } else if (n >= 4) {
-      uint32_t a;
-      uint32_t b;
-      std::memcpy(&a, from, 4);
-      std::memcpy(&b, from + n - 4, 4);
-      std::memcpy(to, &a, 4);
-      std::memcpy(to + n - 4, &b, 4);
-    } else {
-      for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
-    }
-    return to + n;
-  }
-  std::memcpy(to, from, n);
-  return to + n;
-}
-
-// The first n bytes at p (n at most 8) in the low bytes of the result
-// (byte i of the text in bits 8i..8i+7), the rest zero; reads nothing
-// outside [p, p + n).
-inline uint64_t LoadUpTo8(const uint8_t* p, uint32_t n) {
-  if (n >= 4) {
-    uint32_t lo;
-    uint32_t hi;
-    std::memcpy(&lo, p, 4);
-    std::memcpy(&hi, p + n - 4, 4);
-    return uint64_t{lo} | (uint64_t{hi} << (8 * (n - 4)));
-  }
-  uint64_t v = 0;
-  for (uint32_t i = 0; i < n; ++i) v |= uint64_t{p[i]} << (8 * i);
-  return v;
-}
 
 #if defined(__SSE2__)
 // Sixteen bytes at p, or the first n (below 16) followed by zeros.
@@ -109,7 +67,7 @@ uint8_t* EscapeBytes(uint8_t* w, const uint8_t* text, uint32_t n) {
     uint32_t stops = EscapeStops<T>(v);
     if (left < 16) stops &= (1u << left) - 1;
     if (stops == 0) {
-      if (left < 16) return CopyBytes(w, text + i, left);
+      if (left < 16) return CopyShort(w, text + i, left);
       _mm_storeu_si128(reinterpret_cast<__m128i*>(w), v);
       w += 16;
       i += 16;
@@ -121,7 +79,7 @@ uint8_t* EscapeBytes(uint8_t* w, const uint8_t* text, uint32_t n) {
       _mm_storeu_si128(reinterpret_cast<__m128i*>(w), v);
       w += run;
     } else {
-      w = CopyBytes(w, text + i, run);
+      w = CopyShort(w, text + i, run);
     }
     i += run;
 #else
@@ -135,14 +93,14 @@ uint8_t* EscapeBytes(uint8_t* w, const uint8_t* text, uint32_t n) {
 #endif
     const uint8_t u = text[i];
     if (u == T::Char('&')) {
-      w = CopyBytes(w, kAmpEntity, sizeof kAmpEntity);
+      w = CopyShort(w, kAmpEntity, sizeof kAmpEntity);
       ++i;
     } else if (u == T::Char('<')) {
-      w = CopyBytes(w, kLtEntity, sizeof kLtEntity);
+      w = CopyShort(w, kLtEntity, sizeof kLtEntity);
       ++i;
     } else {
       const uint32_t step = T::CharUnits(text + i, n - i);
-      w = CopyBytes(w, text + i, step);
+      w = CopyShort(w, text + i, step);
       i += step;
     }
   }
