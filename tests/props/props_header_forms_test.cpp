@@ -130,7 +130,7 @@ TEST_F(PropsLengthTest, HeadersBehindTheDescriptorInUtf8AreCompatible) {
   c.Rfh2({"<usr><a>1</a></usr>"}).Rfh2({"<jms><Dst>q</Dst></jms>"}).Body("hello");
   const Message m = c.Build();
   KWLONG reason = -1;
-  const Trace trace;
+  const TraceLines trace;
   const ZSTPROPSLEN l = Measure(m, 0, &reason);
   EXPECT_EQ(reason, KWRC_NONE);
   EXPECT_EQ(l.MsgLength, m.data.size());
@@ -139,7 +139,7 @@ TEST_F(PropsLengthTest, HeadersBehindTheDescriptorInUtf8AreCompatible) {
   EXPECT_EQ(l.NonPropsLength, 0u);
   EXPECT_EQ(l.EligibleForMerge, 1u);
   EXPECT_EQ(l.OffsetEndRFH2Props, m.offsets[2]);
-  EXPECT_TRUE(trace.Has("MsgLength: " + std::to_string(m.data.size()) + ", CompatLength: "));
+  EXPECT_TRUE(trace.Contains("MsgLength: " + std::to_string(m.data.size()) + ", CompatLength: "));
 }
 
 TEST_F(PropsLengthTest, WhatMakesAHeaderNonCompatible) {
@@ -150,13 +150,13 @@ TEST_F(PropsLengthTest, WhatMakesAHeaderNonCompatible) {
       .Body();
   const Message m = c.Build();
   KWLONG reason = -1;
-  const Trace trace;
+  const TraceLines trace;
   const ZSTPROPSLEN l = Measure(m, 0, &reason);
   EXPECT_EQ(reason, KWRC_NONE);
   EXPECT_EQ(l.CompatLength, Size(m, 0));
   EXPECT_EQ(l.NonCompatLength, Size(m, 1) + Size(m, 2));
   EXPECT_EQ(l.OffsetEndRFH2Props, m.offsets[1]);
-  EXPECT_TRUE(trace.Has("Non-optional property included"));
+  EXPECT_TRUE(trace.Contains("Non-optional property included"));
 
   // A support value in text, or optional support, is no such property.
   Chain d;
@@ -193,12 +193,12 @@ TEST_F(PropsLengthTest, InternalFlagsOnlyOnTheWayToATransmissionQueue) {
   const Message m = c.Build();
   KWLONG reason = -1;
   {
-    const Trace trace;
+    const TraceLines trace;
     Measure(m, 0, &reason);
     EXPECT_EQ(reason, KWRC_XMIT_Q_REQUIRED);
-    EXPECT_TRUE(trace.Has("Found RFH2s flagged RFH_INTERNAL"));
-    EXPECT_TRUE(trace.Has("KWRFH2 contains internal flags which are banned!"));
-    EXPECT_TRUE(trace.Has("Put allowed only to xmit queue"));
+    EXPECT_TRUE(trace.Contains("Found RFH2s flagged RFH_INTERNAL"));
+    EXPECT_TRUE(trace.Contains("KWRFH2 contains internal flags which are banned!"));
+    EXPECT_TRUE(trace.Contains("Put allowed only to xmit queue"));
   }
   const ZSTPROPSLEN l = Measure(m, ZST_PROPSLEN_TO_XMIT_Q, &reason);
   EXPECT_EQ(reason, KWRC_NONE);
@@ -225,10 +225,10 @@ TEST_P(PropsLengthDamageTest, IsRefusedWithItsTrace) {
     Message m = c.Build();
     m.PutInt(GetParam().at, GetParam().value);
     KWLONG reason = -1;
-    const Trace trace;
+    const TraceLines trace;
     Measure(m, 0, &reason);
     EXPECT_EQ(reason, GetParam().reason) << (bigEndian ? "big-endian" : "little-endian");
-    EXPECT_TRUE(trace.Has(GetParam().trace)) << GetParam().trace;
+    EXPECT_TRUE(trace.Contains(GetParam().trace)) << GetParam().trace;
   }
 }
 
@@ -247,10 +247,10 @@ TEST_F(PropsLengthTest, FolderWithABadStartTagIsIgnored) {
   Chain c;
   c.Rfh2({"no tag here", "<usr><a>1</a></usr>"}).Body();
   KWLONG reason = -1;
-  const Trace trace;
+  const TraceLines trace;
   const ZSTPROPSLEN l = Measure(c.Build(), 0, &reason);
   EXPECT_EQ(reason, KWRC_NONE);
-  EXPECT_TRUE(trace.Has("Ignoring folder as the start tag is invalid"));
+  EXPECT_TRUE(trace.Contains("Ignoring folder as the start tag is invalid"));
   EXPECT_GT(l.CompatLength, 0u);
 }
 

@@ -68,18 +68,19 @@ TEST(Rfh2Insert, GoesBehindTheHeadersInFrontAndIsFoundThere) {
         Message m = c.Body("the body").Build();
         const Message before = m;
 
-        Trace trace;
+        TraceLines trace;
         const Inserted r = Insert(m, header);
         ASSERT_EQ(r.reason, KWRC_NONE);
         EXPECT_EQ(r.offset, k.offset);
         EXPECT_EQ(r.new_length, before.data.size() + header.size());
         for (const char* t : k.traces) {
           if (t != nullptr) {
-            EXPECT_TRUE(trace.Has(t)) << t;
+            EXPECT_TRUE(trace.Contains(t)) << t;
           }
         }
-        EXPECT_TRUE(trace.Has("KWRFH2 to be inserted at CopyOffset " + std::to_string(k.offset)));
-        EXPECT_TRUE(trace.Has("Inserting KWRFH2..."));
+        EXPECT_TRUE(
+            trace.Contains("KWRFH2 to be inserted at CopyOffset " + std::to_string(k.offset)));
+        EXPECT_TRUE(trace.Contains("Inserting KWRFH2..."));
 
         // Everything in front and behind is where it was.
         EXPECT_TRUE(std::equal(before.data.begin() + k.offset, before.data.end(),
@@ -143,61 +144,28 @@ TEST(Rfh2Insert, HeaderInAnotherCcsidTakesTheFormatConverted) {
 TEST(Rfh2Insert, RefusesDataEndingInsideAHeaderInFront) {
   struct Case {
     const char* name;
-    std::function<Message()> build;
+    Message m;
     const char* trace;
   };
   const Case cases[] = {
-      {"KWXQH",
-       [] {
-         Message m = Chain().Xqh().Build();
-         m.Truncate(400);
-         return m;
-       },
-       "Data ends in an incomplete KWXQH header"},
-      {"KWDLH",
-       [] {
-         Message m = Chain().Mde().Dlh().Build();
-         m.Truncate(72 + 171);
-         return m;
-       },
+      {"KWXQH", Cut(Chain().Xqh().Build(), 400), "Data ends in an incomplete KWXQH header"},
+      {"KWDLH", Cut(Chain().Mde().Dlh().Build(), 72 + 171),
        "Data ends in an incomplete KWDLH header"},
-      {"KWMDE",
-       [] {
-         Message m = Chain().Mde().Build();
-         m.Truncate(71);
-         return m;
-       },
-       "Data ends in an incomplete KWMDE header"},
-      {"KWRFH",
-       [] {
-         Message m = Chain().Rfh1("").Build();
-         m.Truncate(31);
-         return m;
-       },
-       "Data ends in an incomplete KWRFH header"},
-      {"KWRFH StrucLength past the data",
-       [] {
-         Message m = Chain().Rfh1("abcd").Build();
-         m.PutInt(8, 40);
-         return m;
-       },
+      {"KWMDE", Cut(Chain().Mde().Build(), 71), "Data ends in an incomplete KWMDE header"},
+      {"KWRFH", Cut(Chain().Rfh1("").Build(), 31), "Data ends in an incomplete KWRFH header"},
+      {"KWRFH StrucLength past the data", WithInt(Chain().Rfh1("abcd").Build(), 8, 40),
        "Data contains truncated KWRFH structure"},
-      {"KWRFH StrucLength below 32",
-       [] {
-         Message m = Chain().BigEndian().Rfh1("abcd").Body().Build();
-         m.PutInt(8, 4);
-         return m;
-       },
+      {"KWRFH StrucLength below 32", WithInt(Chain().BigEndian().Rfh1("abcd").Body().Build(), 8, 4),
        "Data contains truncated KWRFH structure"},
   };
   const std::vector<uint8_t> header = NewHeader();
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    Message m = c.build();
+    Message m = c.m;
     const Message before = m;
-    Trace trace;
+    TraceLines trace;
     EXPECT_EQ(Insert(m, header).reason, KWRC_HEADER_INCOMPLETE);
-    EXPECT_TRUE(trace.Has(c.trace)) << c.trace;
+    EXPECT_TRUE(trace.Contains(c.trace)) << c.trace;
     EXPECT_EQ(m.data, before.data);
     EXPECT_EQ(std::string(m.format, 8), std::string(before.format, 8));
   }

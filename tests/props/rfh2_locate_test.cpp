@@ -126,136 +126,59 @@ TEST(Rfh2Locate, FirstHeaderNeedsUtf8Folders) {
   EXPECT_EQ(loc.FirstRFH2Offset, -1);
 }
 
-// A damage to a built chain and the reason and trace it must give.
+// A damaged chain and the reason and trace it must give.
 struct Damage {
   const char* name;
-  std::function<Message()> build;
+  Message m;
   KWLONG reason;
   const char* trace;  // null: no trace asserted
 };
 
 TEST(Rfh2Locate, RefusesMalformedChainsWithTheExactReason) {
+  const Message full = Chain().Rfh2(kFolders).Build();
+  const auto size = static_cast<uint32_t>(full.data.size());
   const Damage damages[] = {
-      {"string format ends at once", [] { return Chain().Body().Build(); },
+      {"string format ends at once", Chain().Body().Build(), KWRC_PROPERTY_NOT_AVAILABLE, nullptr},
+      {"non-KW format ends", Chain().Body("x", "MYFMT   ").Rfh2(kFolders).Build(),
        KWRC_PROPERTY_NOT_AVAILABLE, nullptr},
-      {"non-KW format ends", [] { return Chain().Body("x", "MYFMT   ").Rfh2(kFolders).Build(); },
-       KWRC_PROPERTY_NOT_AVAILABLE, nullptr},
-      {"KWRFH2 shorter than 36",
-       [] {
-         Message m = Chain().Rfh2({}).Build();
-         m.Truncate(35);
-         return m;
-       },
-       KWRC_PROPERTY_NOT_AVAILABLE, "Minimal bytes of KWRFH2 not available: 35 36"},
-      {"StrucLength 35",
-       [] {
-         Message m = Chain().Rfh2({}).Body().Build();
-         m.PutInt(8, 35);
-         return m;
-       },
+      {"KWRFH2 shorter than 36", Cut(Chain().Rfh2({}).Build(), 35), KWRC_PROPERTY_NOT_AVAILABLE,
+       "Minimal bytes of KWRFH2 not available: 35 36"},
+      {"StrucLength 35", WithInt(Chain().Rfh2({}).Body().Build(), 8, 35),
        KWRC_RFH2_STRUC_LENGTH_SHORT, "KWRFH2 StrucLength too short: 35"},
-      {"StrucLength negative",
-       [] {
-         Message m = Chain().Rfh2({}).Build();
-         m.PutInt(8, -4);
-         return m;
-       },
+      {"StrucLength negative", WithInt(Chain().Rfh2({}).Build(), 8, -4),
        KWRC_RFH2_STRUC_LENGTH_SHORT, "KWRFH2 StrucLength too short: -4"},
-      {"StrucLength past the data",
-       [] {
-         Message m = Chain().Rfh2(kFolders).Build();
-         m.Truncate(static_cast<uint32_t>(m.data.size()) - 1);
-         return m;
-       },
-       KWRC_HEADER_ERROR, "Full KWRFH2 not available: "},
-      {"StrucId wrong",
-       [] {
-         Message m = Chain().Rfh2(kFolders).Build();
-         m.data[3] = 'X';
-         return m;
-       },
-       KWRC_HEADER_ERROR, "Invalid KWRFH2 StrucId"},
-      {"version 3",
-       [] {
-         Message m = Chain().Rfh2(kFolders).Build();
-         m.PutInt(4, 3);
-         return m;
-       },
-       KWRC_RFH_ERROR, "Invalid KWRFH2 Version: 3"},
-      {"embedded PCF shorter than 68",
-       [] {
-         Message m = Chain().Eph().Build();
-         m.Truncate(67);
-         return m;
-       },
-       KWRC_EPH_ERROR, "Minimal bytes of KWEPH not available: 67 68"},
-      {"embedded PCF StrucLength past the data",
-       [] {
-         Message m = Chain().Eph().Build();
-         m.PutInt(8, 72);
-         return m;
-       },
+      {"StrucLength past the data", Cut(full, size - 1), KWRC_HEADER_ERROR,
+       "Full KWRFH2 not available: "},
+      {"StrucId wrong", WithByte(full, 3, 'X'), KWRC_HEADER_ERROR, "Invalid KWRFH2 StrucId"},
+      {"version 3", WithInt(full, 4, 3), KWRC_RFH_ERROR, "Invalid KWRFH2 Version: 3"},
+      {"embedded PCF shorter than 68", Cut(Chain().Eph().Build(), 67), KWRC_EPH_ERROR,
+       "Minimal bytes of KWEPH not available: 67 68"},
+      {"embedded PCF StrucLength past the data", WithInt(Chain().Eph().Build(), 8, 72),
        KWRC_EPH_ERROR, "Full KWEPH not available: 68 72 0"},
-      {"embedded PCF StrucLength below 68",
-       [] {
-         Message m = Chain().Eph().Rfh2({}).Build();
-         m.PutInt(8, 0);
-         return m;
-       },
+      {"embedded PCF StrucLength below 68", WithInt(Chain().Eph().Rfh2({}).Build(), 8, 0),
        KWRC_EPH_ERROR, "Full KWEPH not available: "},
-      {"KWXQH truncated",
-       [] {
-         Message m = Chain().Xqh().Build();
-         m.Truncate(427);
-         return m;
-       },
-       KWRC_HEADER_ERROR, "Full KWXQH not available: 427 428"},
-      {"KWDLH truncated",
-       [] {
-         Message m = Chain().Xqh().Dlh().Build();
-         m.Truncate(428 + 100);
-         return m;
-       },
-       KWRC_HEADER_ERROR, "Full KWDLH not available: 100 172"},
-      {"command format shorter than 36",
-       [] {
-         Message m = Chain().Admin().Build();
-         m.Truncate(20);
-         return m;
-       },
-       KWRC_CFH_ERROR, "Minimal bytes of KWCFH not available: 20 36"},
-      {"command format ends the chain", [] { return Chain().Admin().Rfh2({}).Build(); },
+      {"KWXQH truncated", Cut(Chain().Xqh().Build(), 427), KWRC_HEADER_ERROR,
+       "Full KWXQH not available: 427 428"},
+      {"KWDLH truncated", Cut(Chain().Xqh().Dlh().Build(), 428 + 100), KWRC_HEADER_ERROR,
+       "Full KWDLH not available: 100 172"},
+      {"command format shorter than 36", Cut(Chain().Admin().Build(), 20), KWRC_CFH_ERROR,
+       "Minimal bytes of KWCFH not available: 20 36"},
+      {"command format ends the chain", Chain().Admin().Rfh2({}).Build(),
        KWRC_PROPERTY_NOT_AVAILABLE, nullptr},
-      {"other header shorter than 32",
-       [] {
-         Message m = Chain().Other().Build();
-         m.Truncate(31);
-         return m;
-       },
-       KWRC_HEADER_ERROR, "Minimal bytes of header not available: 31 32"},
-      {"other header StrucLength past the data",
-       [] {
-         Message m = Chain().Other().Build();
-         m.PutInt(8, 41);
-         return m;
-       },
+      {"other header shorter than 32", Cut(Chain().Other().Build(), 31), KWRC_HEADER_ERROR,
+       "Minimal bytes of header not available: 31 32"},
+      {"other header StrucLength past the data", WithInt(Chain().Other().Build(), 8, 41),
        KWRC_HEADER_ERROR, "Full header not available: 40 41 0"},
-      {"other header StrucLength 0 cannot loop",
-       [] {
-         Message m = Chain().Rfh1("").Other().Build();
-         m.PutInt(32 + 8, 0);
-         return m;
-       },
+      {"other header StrucLength 0 cannot loop", WithInt(Chain().Rfh1("").Other().Build(), 40, 0),
        KWRC_HEADER_ERROR, "Full header not available: 40 0 32"},
   };
   for (const Damage& d : damages) {
     SCOPED_TRACE(d.name);
-    const Message m = d.build();
-    Trace trace;
+    TraceLines trace;
     ZRFLOC loc;
-    EXPECT_EQ(m.Locate(&loc), d.reason);
+    EXPECT_EQ(d.m.Locate(&loc), d.reason);
     if (d.trace != nullptr) {
-      EXPECT_TRUE(trace.Has(d.trace)) << d.trace;
+      EXPECT_TRUE(trace.Contains(d.trace)) << d.trace;
     }
   }
 }
@@ -335,11 +258,11 @@ TEST(Rfh2Locate, UnconvertibleFormatWritesAFailureRecordAndEnds) {
 
 TEST(Rfh2Locate, InternalFlagsAreReportedAndTraced) {
   Message m = Chain().Rfh2(kFolders, 1208, 0x00030001).Build();
-  Trace trace;
+  TraceLines trace;
   ZRFLOC loc;
   ASSERT_EQ(m.Locate(&loc), KWRC_NONE);
   EXPECT_EQ(loc.InternalFlags, 0x00030000u);
-  EXPECT_TRUE(trace.Has("Internal RFH2 flags in header"));
+  EXPECT_TRUE(trace.Contains("Internal RFH2 flags in header"));
 
   // Reported even when the version then refuses the header.
   m.PutInt(4, 1);
@@ -364,12 +287,12 @@ TEST(Rfh2Locate, TraceRouteCommandsSetTheCallersFlag) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    Trace trace;
+    TraceLines trace;
     KWULONG flags = 0x1;
     ZRFLOC loc;
     EXPECT_EQ(c.m.Locate(&loc, 0, &flags), c.reason);
     EXPECT_EQ(flags, c.flagged ? 0x801u : 0x1u);
-    EXPECT_EQ(trace.Has("Possible trace-route message"), c.flagged);
+    EXPECT_EQ(trace.Contains("Possible trace-route message"), c.flagged);
   }
 }
 

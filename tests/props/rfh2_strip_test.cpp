@@ -59,13 +59,13 @@ TEST(Rfh2Strip, RemovesTheNamedFoldersInEveryFamily) {
     ASSERT_EQ(all.size(), 5u);
     const int32_t struc_length = m.IntAt(428 + 8);
 
-    Trace trace;
+    TraceLines trace;
     const Stripped s = Strip(m, 428, {"kwps", "mcd", "usr.x", "absent"});
     ASSERT_EQ(s.reason, KWRC_NONE);
     const int32_t removed = 12 + all[0] + all[2] + all[4];
     EXPECT_EQ(m.IntAt(428 + 8), struc_length - removed);
     EXPECT_EQ(FolderLengths(m, 428), (std::vector<int32_t>{all[1], all[3]}));
-    EXPECT_TRUE(trace.Has("Removing folder at offset 36"));
+    EXPECT_TRUE(trace.Contains("Removing folder at offset 36"));
 
     // The rest of the message moved down with it and the walk still works.
     EXPECT_EQ(std::string(m.data.end() - 8, m.data.end()), "the body");
@@ -136,9 +136,9 @@ TEST(Rfh2Strip, MalformedFoldersAreRefusedBeforeAnythingMoves) {
     Message m = Chain().Rfh2(c.folders).Body().Build();
     c.damage(m);
     const Message before = m;
-    Trace trace;
+    TraceLines trace;
     EXPECT_EQ(Strip(m, 0, {"a"}).reason, KWRC_RFH_FORMAT_ERROR);
-    EXPECT_TRUE(trace.Has(c.trace)) << c.trace;
+    EXPECT_TRUE(trace.Contains(c.trace)) << c.trace;
     EXPECT_EQ(m.data, before.data);
   }
 }
@@ -153,9 +153,9 @@ TEST(Rfh2Strip, RefusesABadFixedPart) {
 
   Message unknown = Chain().Rfh2(kFolders).Build();
   unknown.PutInt(32, 99999);
-  Trace trace;
+  TraceLines trace;
   EXPECT_EQ(Strip(unknown, 0, {"usr"}).reason, KWRC_SOURCE_CCSID_ERROR);
-  EXPECT_TRUE(trace.Has("Invalid NameValueCCSID: 99999"));
+  EXPECT_TRUE(trace.Contains("Invalid NameValueCCSID: 99999"));
 }
 
 TEST(Rfh2Strip, MissingPointersGiveUnexpectedError) {

@@ -16,10 +16,10 @@
 
 #include <cstdint>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "tests/props/property_test_util.h"
 #include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxcs2/xcs_env.h"
 #include "zxvxcs2/xcs_trace.h"
@@ -39,35 +39,6 @@ inline std::vector<uint8_t> Encode(const std::string& text, int32_t ccsid, int32
   out.resize(used);
   return out;
 }
-
-// Collects trace lines (detail level) while alive.
-class Trace {
- public:
-  Trace() {
-    xtrSetSink(&Trace::Sink, this);
-    xtrSetLevel(XTR_LEVEL_DETAIL);
-  }
-  ~Trace() {
-    xtrSetLevel(XTR_LEVEL_OFF);
-    xtrSetSink(nullptr, nullptr);
-  }
-  bool Has(const std::string& text) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    for (const std::string& line : lines_) {
-      if (line.find(text) != std::string::npos) return true;
-    }
-    return false;
-  }
-
- private:
-  static void Sink(void* context, const char* line) {
-    auto* self = static_cast<Trace*>(context);
-    std::lock_guard<std::mutex> lock(self->mutex_);
-    self->lines_.emplace_back(line);
-  }
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
 
 // Sets an environment variable for the life of the object, with the
 // platform's cache cleared on both sides.
@@ -117,6 +88,21 @@ struct Message {
     return rc;
   }
 };
+
+// A built message with one damage applied: cut to `length` bytes, one
+// integer field overwritten, or one byte overwritten.
+inline Message Cut(Message m, uint32_t length) {
+  m.Truncate(length);
+  return m;
+}
+inline Message WithInt(Message m, uint32_t at, int32_t value) {
+  m.PutInt(at, value);
+  return m;
+}
+inline Message WithByte(Message m, uint32_t at, uint8_t value) {
+  m.data[at] = value;
+  return m;
+}
 
 class Chain {
  public:
