@@ -157,12 +157,6 @@ TEST_P(FolderHeaderWalkTest, FolderLengthPastTheHeader) {
   EXPECT_EQ(PropNames(pal_), (std::vector<std::string>{"a"}));
 }
 
-TEST_P(FolderHeaderWalkTest, BlankFolderIsRefused) {
-  TraceLines trace;
-  EXPECT_EQ(Parse(Header({"        "})).reason, KWRC_RFH_FORMAT_ERROR);
-  EXPECT_TRUE(trace.Contains("Folder contains no data"));
-}
-
 TEST_P(FolderHeaderWalkTest, DescriptorFieldsGoToTheDescriptor) {
   KWMD md{};
   KWULONG fields = 0;
@@ -251,12 +245,6 @@ TEST(FolderParseBigEndianChain, SingleByteFolderBehindBigEndianHeader) {
   EXPECT_EQ(PropNames(pal), (std::vector<std::string>{"jms.Dlv"}));
   zrfFreePAL(&pal, 0, nullptr, nullptr);
 }
-
-}  // namespace
-}  // namespace zxv::test
-
-namespace zxv::test {
-namespace {
 
 // Regression: names converted from an EBCDIC folder must not let a later
 // UTF-8 folder append a second node of the same name at the list's end.

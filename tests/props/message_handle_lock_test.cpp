@@ -106,11 +106,14 @@ TEST_F(MessageHandleLockTest, ThreadLockCountsAndReleases) {
 }
 
 TEST_F(MessageHandleLockTest, ObjectLockBelongsToItsObject) {
-  MsgHandle* h = HandleAt(Create());
+  KWHMSG hMsg = Create();
+  MsgHandle* h = HandleAt(hMsg);
   ASSERT_EQ(Lock(h, ZST_LOCK_OBJECT, kObj), KWRC_NONE);
   EXPECT_EQ(h->OwningHConn, kConn);
   EXPECT_EQ(h->OwningHObj, kObj);
-  EXPECT_EQ(h->OwningTid, 0u);  // no thread holds it
+  EXPECT_EQ(h->OwningTid, 0u);                   // no thread holds it
+  EXPECT_EQ(SetInt32(hMsg, "n", 1), KWRC_NONE);  // the thread lock is still free
+  EXPECT_EQ(Delete(&hMsg), KWRC_MSG_HANDLE_IN_USE);
 
   const uint32_t records = xcsFailureRecordCount();
   EXPECT_EQ(Release(h, ZST_LOCK_OBJECT, kObj + 1), ZSTRC_UNEXPECTED_ERROR);
@@ -119,6 +122,7 @@ TEST_F(MessageHandleLockTest, ObjectLockBelongsToItsObject) {
   EXPECT_EQ(Release(h, ZST_LOCK_OBJECT, kObj), ZXVRC_OK);
   EXPECT_EQ(h->OwningHConn, -1);
   EXPECT_EQ(h->OwningHObj, -1);
+  EXPECT_EQ(Delete(&hMsg), KWRC_NONE);
 }
 
 TEST_F(MessageHandleLockTest, ReleaseByNonOwnerChangesNothingUnlessForced) {
@@ -206,16 +210,6 @@ TEST_F(MessageHandleLockTest, HolderUsesItsHandleButCannotDeleteIt) {
   EXPECT_EQ(Delete(&hMsg, kUnassoc), KWRC_MSG_HANDLE_IN_USE);
   ASSERT_EQ(Release(h, ZST_LOCK_THREAD), ZXVRC_OK);
   EXPECT_EQ(Delete(&hMsg, kUnassoc), KWRC_NONE);
-}
-
-TEST_F(MessageHandleLockTest, ObjectLockedHandleRefusesDelete) {
-  KWHMSG hMsg = Create();
-  MsgHandle* h = HandleAt(hMsg);
-  ASSERT_EQ(Lock(h, ZST_LOCK_OBJECT, kObj), KWRC_NONE);
-  EXPECT_EQ(SetInt32(hMsg, "n", 1), KWRC_NONE);  // thread lock is still free
-  EXPECT_EQ(Delete(&hMsg), KWRC_MSG_HANDLE_IN_USE);
-  ASSERT_EQ(Release(h, ZST_LOCK_OBJECT, kObj), ZXVRC_OK);
-  EXPECT_EQ(Delete(&hMsg), KWRC_NONE);
 }
 
 TEST_F(MessageHandleLockTest, AcquireKeepsTheAnchorLockedWhenAsked) {
