@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "props/name_encoding.h"
+#include "props/property_test_util.h"
 #include "zxvxcs2/xcs_erdp.h"
-#include "zxvxcs2/xcs_trace.h"
 #include "zxvxzu/property_names.h"
 
 namespace {
@@ -17,26 +17,10 @@ namespace {
 using zxv::test::kAllNameEncodings;
 using zxv::test::NameEncoding;
 
+// Refusal texts are read from the trace lines of the last call.
 class PropertyNamesTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    saved_level_ = xtrLevel;
-    xtrSetSink(&PropertyNamesTest::Collect, &lines_);
-    xtrSetLevel(XTR_LEVEL_FLOW);
-  }
-  void TearDown() override {
-    xtrSetLevel(saved_level_);
-    xtrSetSink(nullptr, nullptr);
-  }
-  static void Collect(void* context, const char* line) {
-    static_cast<std::vector<std::string>*>(context)->push_back(line);
-  }
-
-  bool Traced(const std::string& text) const {
-    for (const std::string& line : lines_)
-      if (line.find(text) != std::string::npos) return true;
-    return false;
-  }
+  bool Traced(const std::string& text) const { return trace_.Contains(text); }
 
   std::string Encode(std::string_view utf8, const NameEncoding& enc) {
     bool ok = false;
@@ -48,7 +32,7 @@ class PropertyNamesTest : public ::testing::Test {
   // Validates raw bytes; returns the reason and checks that the completion
   // code agrees with it.
   KWLONG ValidateBytes(const std::string& bytes, int32_t ccsid, int32_t type) {
-    lines_.clear();
+    trace_.Clear();
     KWLONG cc = -1, rc = -1;
     const KWLONG ret = zrfValidatePropertyName(bytes.data(), static_cast<KWLONG>(bytes.size()),
                                                ccsid, type, &cc, &rc);
@@ -66,7 +50,7 @@ class PropertyNamesTest : public ::testing::Test {
     const std::string b = Encode(utf8, enc);
     const auto len = static_cast<KWLONG>(b.size());
     KWLONG cc = -1;
-    lines_.clear();
+    trace_.Clear();
     KWLONG id;
     switch (enc.ccsidType) {
       case ZRF_CCSIDTYPE_ASCII:
@@ -89,8 +73,7 @@ class PropertyNamesTest : public ::testing::Test {
     return id;
   }
 
-  std::vector<std::string> lines_;
-  int saved_level_ = 0;
+  zxv::test::TraceLines trace_;
 };
 
 struct NameCase {

@@ -52,6 +52,10 @@ class TraceLines {
     xtrSetLevel(XTR_LEVEL_OFF);
     xtrSetSink(nullptr, nullptr);
   }
+  void Clear() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    lines_.clear();
+  }
   bool Contains(const std::string& text) const {
     std::lock_guard<std::mutex> lock(mutex_);
     for (const std::string& line : lines_) {
