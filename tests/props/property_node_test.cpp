@@ -85,23 +85,6 @@ TEST_F(PropertyStoreTest, EveryTypeLaysOutItsNodeAtTheStatedOffsets) {
   }
 }
 
-TEST_F(PropertyStoreTest, Int16NamedATakesFourteenBytesPaddedToSixteen) {
-  const int16_t v = -2;
-  ASSERT_EQ(Append("a", ZRF_TYPE_INT16, &v, sizeof v), KWRC_NONE);
-  EXPECT_EQ(zrfGetPropLength(FirstNode()), 16u);
-  EXPECT_EQ(pal_.pProps->StrucLen, 24u + 16u);
-  EXPECT_EQ(FirstNode()[14], 0);
-  EXPECT_EQ(FirstNode()[15], 0);
-}
-
-TEST_F(PropertyStoreTest, StringZeroByteCountsInNodeNotInValueLength) {
-  ASSERT_EQ(PutString("abc", "hello"), KWRC_NONE);  // 16 + 3 + 5 = 24, no padding
-  EXPECT_EQ(U32At(FirstNode() + 8), 5u);
-  EXPECT_EQ(FirstNode()[15 + 3 + 5], 0);
-  EXPECT_EQ(zrfGetPropLength(FirstNode()), 24u);
-  EXPECT_EQ(pal_.pProps->PropsLen, 8u);
-}
-
 TEST_F(PropertyStoreTest, UserContextAndStringFormBitsShapeTheNode) {
   pd_ = MakePD(KWCOPY_ALL, KWPD_USER_CONTEXT);
   ASSERT_EQ(PutInt("ctx", 3), KWRC_NONE);

@@ -87,17 +87,6 @@ TEST(ValueEscape, EscapesOnlyAmpersandAndLessThan) {
   }
 }
 
-TEST(ValueEscape, SizesCountUnitsOfTheFamily) {
-  for (const Family& f : kFamilies) {
-    SCOPED_TRACE(f.name);
-    const Bytes text = In(f, "a<b&c>d");
-    EXPECT_EQ(f.size(text.data(), static_cast<KWULONG>(text.size())), 14 * f.unit);
-    const Bytes amp = In(f, "&");
-    EXPECT_EQ(f.size(amp.data(), static_cast<KWULONG>(amp.size())), 5 * f.unit);
-    EXPECT_EQ(f.size(nullptr, 0), 0u);
-  }
-}
-
 TEST(ValueEscape, UnescapesTheFiveEntitiesAndKeepsTheRest) {
   struct Case {
     const char* escaped;
