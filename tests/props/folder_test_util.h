@@ -102,19 +102,6 @@ inline std::vector<Prop> ReadProps(const ZRFPAL& pal) {
   return props;
 }
 
-// The bytes in use of a list.
-inline std::vector<uint8_t> InUse(const ZRFPAL& pal) {
-  if (pal.pProps == nullptr) return {};
-  const uint8_t* bytes = reinterpret_cast<const uint8_t*>(pal.pProps);
-  return std::vector<uint8_t>(bytes, bytes + pal.pProps->StrucLen);
-}
-
-inline std::vector<std::string> PropNames(const ZRFPAL& pal) {
-  std::vector<std::string> names;
-  for (const Prop& p : ReadProps(pal)) names.push_back(p.name);
-  return names;
-}
-
 inline void PutBytes(std::string* out, const void* p, size_t n) {
   out->append(static_cast<const char*>(p), n);
 }

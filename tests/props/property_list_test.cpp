@@ -189,7 +189,7 @@ TEST_F(PropertyStoreTest, DuplicateIsAnIndependentCopyOfTheSameSize) {
   EXPECT_EQ(other_.Size, pal_.Size);
   EXPECT_EQ(InUse(other_), InUse(pal_));
   ASSERT_EQ(PutInt("c", 3), KWRC_NONE);
-  EXPECT_EQ(Names(other_), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(PropNames(other_), (std::vector<std::string>{"a", "b"}));
 
   ZRFPAL empty{};
   ZRFPAL out{reinterpret_cast<ZRFPROPS*>(&empty), 99, 0};

@@ -74,6 +74,28 @@ class TraceLines {
   std::vector<std::string> lines_;
 };
 
+// Names of the list's nodes in order, stepping with the node helpers.
+inline std::vector<std::string> PropNames(const ZRFPAL& pal) {
+  std::vector<std::string> names;
+  if (pal.pProps == nullptr) return names;
+  const uint8_t* bytes = reinterpret_cast<const uint8_t*>(pal.pProps);
+  for (uint32_t off = ZRFP_HEADER_LENGTH; off < pal.pProps->StrucLen;) {
+    const KWULONG length = zrfGetPropLength(bytes + off);
+    if (length == 0) break;
+    names.emplace_back(static_cast<const char*>(zrfGetPropName(bytes + off)),
+                       zrfGetPropNameLength(bytes + off));
+    off += length;
+  }
+  return names;
+}
+
+// The bytes in use of a list.
+inline std::vector<uint8_t> InUse(const ZRFPAL& pal) {
+  if (pal.pProps == nullptr) return {};
+  const uint8_t* bytes = reinterpret_cast<const uint8_t*>(pal.pProps);
+  return std::vector<uint8_t>(bytes, bytes + pal.pProps->StrucLen);
+}
+
 class PropertyStoreTest : public ::testing::Test {
  protected:
   void SetUp() override { blocks_ = xcsOutstandingBlocks(); }
@@ -110,28 +132,7 @@ class PropertyStoreTest : public ::testing::Test {
     return PutString(&pal_, name, v, ccsid);
   }
 
-  // Names of the list's nodes in order, stepping with the node helpers.
-  static std::vector<std::string> Names(const ZRFPAL& pal) {
-    std::vector<std::string> names;
-    if (pal.pProps == nullptr) return names;
-    const uint8_t* bytes = reinterpret_cast<const uint8_t*>(pal.pProps);
-    for (uint32_t off = ZRFP_HEADER_LENGTH; off < pal.pProps->StrucLen;) {
-      const KWULONG length = zrfGetPropLength(bytes + off);
-      if (length == 0) break;
-      names.emplace_back(static_cast<const char*>(zrfGetPropName(bytes + off)),
-                         zrfGetPropNameLength(bytes + off));
-      off += length;
-    }
-    return names;
-  }
-  std::vector<std::string> Names() const { return Names(pal_); }
-
-  // The bytes in use of a list.
-  static std::vector<uint8_t> InUse(const ZRFPAL& pal) {
-    if (pal.pProps == nullptr) return {};
-    const uint8_t* bytes = reinterpret_cast<const uint8_t*>(pal.pProps);
-    return std::vector<uint8_t>(bytes, bytes + pal.pProps->StrucLen);
-  }
+  std::vector<std::string> Names() const { return PropNames(pal_); }
 
   uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(pal_.pProps); }
   const uint8_t* FirstNode() const {

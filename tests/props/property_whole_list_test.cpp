@@ -43,7 +43,7 @@ TEST_F(WholeListTest, MergeAddsReplacesOrKeeps) {
   ASSERT_EQ(zrfDuplicatePAL(&other_, &keep, &cc_, &rc_), KWRC_NONE);
 
   ASSERT_EQ(zrfMergeProperties(0, &pal_, &other_, &cc_, &rc_), KWRC_NONE);
-  EXPECT_EQ(Names(other_), (Names_t{"b", "c", "a"}));
+  EXPECT_EQ(PropNames(other_), (Names_t{"b", "c", "a"}));
   ASSERT_EQ(zrfGetProperty(&other_, nullptr, "b", 1, 1208, &work_, nullptr, &cc_, &rc_),
             KWRC_UNEXPECTED_ERROR)
       << "no info structure";
@@ -75,14 +75,14 @@ TEST_F(WholeListTest, FailedMergeLeavesTheTargetAsItWas) {
     EXPECT_EQ(InUse(other_), before);
   }
   ASSERT_EQ(zrfMergeProperties(0, &pal_, &other_, &cc_, &rc_), KWRC_NONE);
-  EXPECT_EQ(Names(other_), (Names_t{"b", "a"}));
+  EXPECT_EQ(PropNames(other_), (Names_t{"b", "a"}));
 }
 
 TEST_F(WholeListTest, MoveEmptiesTheSourceAndCreatesAMissingTarget) {
   ASSERT_EQ(PutInt("a", 1), KWRC_NONE);
   ASSERT_EQ(PutInt("b", 2), KWRC_NONE);
   ASSERT_EQ(zrfMoveProperties(0, &pal_, &other_, &cc_, &rc_), KWRC_NONE);
-  EXPECT_EQ(Names(other_), (Names_t{"a", "b"}));
+  EXPECT_EQ(PropNames(other_), (Names_t{"a", "b"}));
   EXPECT_EQ(other_.Size, 4096u);
   EXPECT_EQ(pal_.pProps->StrucLen, 24u);
   EXPECT_EQ(pal_.pProps->PropsLen, 0u);
