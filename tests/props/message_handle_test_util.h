@@ -134,17 +134,10 @@ class MessageHandleTest : public ::testing::Test {
 
   // Names of the handle's list, in order.
   static std::vector<std::string> ListNames(KWHMSG hMsg) {
-    const MsgHandle* h = HandleAt(hMsg);
-    std::vector<std::string> names;
-    const uint8_t* bytes = reinterpret_cast<const uint8_t*>(h->pProps);
-    for (uint32_t off = ZRFP_HEADER_LENGTH; off < h->pProps->StrucLen;) {
-      const KWULONG length = zrfGetPropLength(bytes + off);
-      if (length == 0) break;
-      names.emplace_back(static_cast<const char*>(zrfGetPropName(bytes + off)),
-                         zrfGetPropNameLength(bytes + off));
-      off += length;
-    }
-    return names;
+    ZRFPAL pal{};
+    pal.pProps = HandleAt(hMsg)->pProps;
+    pal.Size = HandleAt(hMsg)->PropsSize;
+    return PropNames(pal);
   }
   // The list's bytes in use and its allocated size.
   static std::vector<uint8_t> ListBytes(KWHMSG hMsg) {
