@@ -237,15 +237,6 @@ TEST_F(MessageHandlePropertyTest, NoStorageForTheIndexIsNoFailure) {
   EXPECT_EQ(Inquire(hMsg_, "c").reason, KWRC_PROPERTY_NOT_AVAILABLE);
 }
 
-TEST_F(MessageHandlePropertyTest, ReplacingKeepsOneProperty) {
-  ASSERT_EQ(SetInt32(hMsg_, "a.b", 1), KWRC_NONE);
-  ASSERT_EQ(SetString(hMsg_, "a.b", "two"), KWRC_NONE);
-  EXPECT_EQ(ListNames(hMsg_), std::vector<std::string>{"a.b"});
-  const Inquired r = Inquire(hMsg_, "a.b");
-  EXPECT_EQ(r.type, KWTYPE_STRING);
-  EXPECT_EQ(TextOf(r), "two");
-}
-
 // Inquiry with KWIMPO_CONVERT_TYPE: a stored value read as another type.
 TEST_F(MessageHandlePropertyTest, ConvertTypeTable) {
   const int8_t i8 = -5;
