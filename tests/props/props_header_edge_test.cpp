@@ -163,9 +163,7 @@ TEST_F(PropsHeaderEdgeTest, FillingResetsTheHandleFirst) {
 }
 
 TEST_F(PropsHeaderEdgeTest, DescriptorPropertiesInTheHeaderLandInTheDescriptor) {
-  Chain c;
-  c.Rfh2({"<jms><Pri>6</Pri><Dst>q</Dst></jms>"}).Body();
-  const Message m = c.Build();
+  const Message m = Chain().Rfh2({"<jms><Pri>6</Pri><Dst>q</Dst></jms>"}).Body().Build();
   Headers in;
   in.md.Version = KWMD_VERSION_2;
   std::memcpy(in.md.Format, m.format, 8);

@@ -126,9 +126,8 @@ uint32_t Size(const Message& m, size_t part) {
 using PropsLengthTest = PropsHeaderTest;
 
 TEST_F(PropsLengthTest, HeadersBehindTheDescriptorInUtf8AreCompatible) {
-  Chain c;
-  c.Rfh2({"<usr><a>1</a></usr>"}).Rfh2({"<jms><Dst>q</Dst></jms>"}).Body("hello");
-  const Message m = c.Build();
+  const Message m =
+      Chain().Rfh2({"<usr><a>1</a></usr>"}).Rfh2({"<jms><Dst>q</Dst></jms>"}).Body("hello").Build();
   KWLONG reason = -1;
   const TraceLines trace;
   const ZSTPROPSLEN l = Measure(m, 0, &reason);
@@ -143,12 +142,12 @@ TEST_F(PropsLengthTest, HeadersBehindTheDescriptorInUtf8AreCompatible) {
 }
 
 TEST_F(PropsLengthTest, WhatMakesAHeaderNonCompatible) {
-  Chain c;
-  c.Rfh2({"<usr><a>1</a></usr>"})
-      .Rfh2({"<usr><b>2</b></usr>"}, 819)
-      .Rfh2({"<usr><c support='00100000'>3</c></usr>"})
-      .Body();
-  const Message m = c.Build();
+  const Message m = Chain()
+                        .Rfh2({"<usr><a>1</a></usr>"})
+                        .Rfh2({"<usr><b>2</b></usr>"}, 819)
+                        .Rfh2({"<usr><c support='00100000'>3</c></usr>"})
+                        .Body()
+                        .Build();
   KWLONG reason = -1;
   const TraceLines trace;
   const ZSTPROPSLEN l = Measure(m, 0, &reason);
@@ -159,16 +158,20 @@ TEST_F(PropsLengthTest, WhatMakesAHeaderNonCompatible) {
   EXPECT_TRUE(trace.Contains("Non-optional property included"));
 
   // A support value in text, or optional support, is no such property.
-  Chain d;
-  d.Rfh2({"<usr><c support='00000001'>support='00100000'</c></usr>"}).Body();
-  const ZSTPROPSLEN k = Measure(d.Build(), 0, &reason);
+  const ZSTPROPSLEN k = Measure(
+      Chain().Rfh2({"<usr><c support='00000001'>support='00100000'</c></usr>"}).Body().Build(), 0,
+      &reason);
   EXPECT_EQ(k.NonCompatLength, 0u);
 }
 
 TEST_F(PropsLengthTest, OtherHeadersCountApartAndEndTheCompatibleRun) {
-  Chain c;
-  c.Mde().Rfh2({"<usr><a>1</a></usr>"}).Xqh().Rfh2({"<usr><b>1</b></usr>"}).Body();
-  const Message m = c.Build();
+  const Message m = Chain()
+                        .Mde()
+                        .Rfh2({"<usr><a>1</a></usr>"})
+                        .Xqh()
+                        .Rfh2({"<usr><b>1</b></usr>"})
+                        .Body()
+                        .Build();
   KWLONG reason = -1;
   const ZSTPROPSLEN l = Measure(m, 0, &reason);
   EXPECT_EQ(reason, KWRC_NONE);
@@ -179,18 +182,14 @@ TEST_F(PropsLengthTest, OtherHeadersCountApartAndEndTheCompatibleRun) {
 }
 
 TEST_F(PropsLengthTest, NoHeadersAtAll) {
-  Chain c;
-  c.Body("plain");
   KWLONG reason = -1;
-  const ZSTPROPSLEN l = Measure(c.Build(), 0, &reason);
+  const ZSTPROPSLEN l = Measure(Chain().Body("plain").Build(), 0, &reason);
   EXPECT_EQ(reason, KWRC_NONE);
   EXPECT_EQ(l.CompatLength + l.NonCompatLength + l.NonPropsLength, 0u);
 }
 
 TEST_F(PropsLengthTest, InternalFlagsOnlyOnTheWayToATransmissionQueue) {
-  Chain c;
-  c.Rfh2({"<usr><a>1</a></usr>"}, 1208, 0x00010000).Body();
-  const Message m = c.Build();
+  const Message m = Chain().Rfh2({"<usr><a>1</a></usr>"}, 1208, 0x00010000).Body().Build();
   KWLONG reason = -1;
   {
     const TraceLines trace;
@@ -244,11 +243,10 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& p) { return std::string(p.param.label); });
 
 TEST_F(PropsLengthTest, FolderWithABadStartTagIsIgnored) {
-  Chain c;
-  c.Rfh2({"no tag here", "<usr><a>1</a></usr>"}).Body();
   KWLONG reason = -1;
   const TraceLines trace;
-  const ZSTPROPSLEN l = Measure(c.Build(), 0, &reason);
+  const ZSTPROPSLEN l =
+      Measure(Chain().Rfh2({"no tag here", "<usr><a>1</a></usr>"}).Body().Build(), 0, &reason);
   EXPECT_EQ(reason, KWRC_NONE);
   EXPECT_TRUE(trace.Contains("Ignoring folder as the start tag is invalid"));
   EXPECT_GT(l.CompatLength, 0u);
@@ -256,14 +254,13 @@ TEST_F(PropsLengthTest, FolderWithABadStartTagIsIgnored) {
 
 // Back level: the queue manager's folders and content='properties' ones go.
 TEST_F(PropsHeaderTest, BackLevelKeepsOnlyTheApplicationsFolders) {
-  Chain c;
-  c.Rfh2({"<kw><Rsv>00000001</Rsv></kw>", "<usr><a>1</a></usr>", "<kwps><Top>t</Top></kwps>",
-          "<mcd content='properties'><Msd>jms_text</Msd></mcd>"})
-      .Body("payload");
-  Message m = c.Build();
-  Chain kept;
-  kept.Rfh2({"<usr><a>1</a></usr>"}).Body("payload");
-  const Message want = kept.Build();
+  Message m =
+      Chain()
+          .Rfh2({"<kw><Rsv>00000001</Rsv></kw>", "<usr><a>1</a></usr>", "<kwps><Top>t</Top></kwps>",
+                 "<mcd content='properties'><Msd>jms_text</Msd></mcd>"})
+          .Body("payload")
+          .Build();
+  const Message want = Chain().Rfh2({"<usr><a>1</a></usr>"}).Body("payload").Build();
 
   KWULONG offset = 0;
   KWULONG length = 0;
@@ -280,9 +277,7 @@ TEST_F(PropsHeaderTest, BackLevelKeepsOnlyTheApplicationsFolders) {
 }
 
 TEST_F(PropsHeaderTest, BackLevelOfAMalformedMessageWritesAFailureRecord) {
-  Chain c;
-  c.Rfh2({"<usr><a>1</a></usr>"}).Body();
-  Message m = c.Build();
+  Message m = Chain().Rfh2({"<usr><a>1</a></usr>"}).Body().Build();
   m.PutInt(36, 500);  // the folder runs past its header
   KWULONG offset = 0;
   KWULONG length = 0;
