@@ -4,7 +4,6 @@
 // property under the cursor), returned names, delete, and storage failures.
 #include <cmath>
 #include <limits>
-#include <sstream>
 
 #include "props/descriptor_fields.h"
 #include "tests/props/message_handle_test_util.h"
@@ -262,39 +261,44 @@ TEST_F(MessageHandlePropertyTest, ConvertTypeTable) {
     const char* name;
     KWLONG asked;
     KWLONG reason;
-    KWLONG type;         // returned
-    std::string result;  // text, or the value's bytes as text of a number
+    KWLONG type;                  // returned
+    std::vector<uint8_t> result;  // the value's bytes
   };
-  auto i64 = [](int64_t v) { return std::to_string(v); };
+  const auto text = [](const char* s) { return Bytes(s, std::strlen(s)); };
+  const auto asI16 = [](int16_t v) { return Bytes(&v, sizeof v); };
+  const auto asI32 = [](int32_t v) { return Bytes(&v, sizeof v); };
+  const auto asI64 = [](int64_t v) { return Bytes(&v, sizeof v); };
+  const auto asF64 = [](double v) { return Bytes(&v, sizeof v); };
+  const int8_t minus120 = -120;
   const Case cases[] = {
-      {"i8", KWTYPE_INT16, KWRC_NONE, KWTYPE_INT16, i64(-5)},
-      {"i8", KWTYPE_INT64, KWRC_NONE, KWTYPE_INT64, i64(-5)},
-      {"i8", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, "-5"},
-      {"i32", KWTYPE_INT64, KWRC_NONE, KWTYPE_INT64, i64(70000)},
-      {"i32", KWTYPE_INT16, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"i32", KWTYPE_FLOAT64, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"i32", KWTYPE_BOOLEAN, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"i32", KWTYPE_BYTE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"i32", KWTYPE_NULL, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"i32", KWTYPE_AS_SET, KWRC_NONE, KWTYPE_INT32, i64(70000)},
-      {"i32", 3 /* no type */, KWRC_NONE, KWTYPE_INT32, i64(70000)},
-      {"f32", KWTYPE_FLOAT64, KWRC_NONE, KWTYPE_FLOAT64, "0.5"},
-      {"f32", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, "0.5"},
-      {"f32", KWTYPE_INT32, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"yes", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, "TRUE"},
-      {"yes", KWTYPE_INT32, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"bytes", KWTYPE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"nothing", KWTYPE_INT32, KWRC_NONE, KWTYPE_NULL, ""},
-      {"s.int", KWTYPE_INT8, KWRC_NONE, KWTYPE_INT8, i64(-120)},
-      {"s.big", KWTYPE_INT8, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, ""},
-      {"s.big", KWTYPE_INT16, KWRC_NONE, KWTYPE_INT16, i64(300)},
-      {"s.float", KWTYPE_FLOAT64, KWRC_NONE, KWTYPE_FLOAT64, "2500"},
-      {"s.float", KWTYPE_INT32, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, ""},
-      {"s.true", KWTYPE_BOOLEAN, KWRC_NONE, KWTYPE_BOOLEAN, i64(1)},
-      {"s.zero", KWTYPE_BOOLEAN, KWRC_NONE, KWTYPE_BOOLEAN, i64(0)},
-      {"s.word", KWTYPE_INT64, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, ""},
-      {"s.word", KWTYPE_BYTE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, ""},
-      {"s.plus", KWTYPE_INT32, KWRC_NONE, KWTYPE_INT32, i64(42)},
+      {"i8", KWTYPE_INT16, KWRC_NONE, KWTYPE_INT16, asI16(-5)},
+      {"i8", KWTYPE_INT64, KWRC_NONE, KWTYPE_INT64, asI64(-5)},
+      {"i8", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, text("-5")},
+      {"i32", KWTYPE_INT64, KWRC_NONE, KWTYPE_INT64, asI64(70000)},
+      {"i32", KWTYPE_INT16, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"i32", KWTYPE_FLOAT64, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"i32", KWTYPE_BOOLEAN, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"i32", KWTYPE_BYTE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"i32", KWTYPE_NULL, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"i32", KWTYPE_AS_SET, KWRC_NONE, KWTYPE_INT32, asI32(70000)},
+      {"i32", 3 /* no type */, KWRC_NONE, KWTYPE_INT32, asI32(70000)},
+      {"f32", KWTYPE_FLOAT64, KWRC_NONE, KWTYPE_FLOAT64, asF64(0.5)},
+      {"f32", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, text("0.5")},
+      {"f32", KWTYPE_INT32, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"yes", KWTYPE_STRING, KWRC_NONE, KWTYPE_STRING, text("TRUE")},
+      {"yes", KWTYPE_INT32, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"bytes", KWTYPE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"nothing", KWTYPE_INT32, KWRC_NONE, KWTYPE_NULL, {}},
+      {"s.int", KWTYPE_INT8, KWRC_NONE, KWTYPE_INT8, Bytes(&minus120, 1)},
+      {"s.big", KWTYPE_INT8, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, {}},
+      {"s.big", KWTYPE_INT16, KWRC_NONE, KWTYPE_INT16, asI16(300)},
+      {"s.float", KWTYPE_FLOAT64, KWRC_NONE, KWTYPE_FLOAT64, asF64(2500)},
+      {"s.float", KWTYPE_INT32, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, {}},
+      {"s.true", KWTYPE_BOOLEAN, KWRC_NONE, KWTYPE_BOOLEAN, asI32(1)},
+      {"s.zero", KWTYPE_BOOLEAN, KWRC_NONE, KWTYPE_BOOLEAN, asI32(0)},
+      {"s.word", KWTYPE_INT64, KWRC_PROP_NUMBER_FORMAT_ERROR, 0, {}},
+      {"s.word", KWTYPE_BYTE_STRING, KWRC_PROP_CONV_NOT_SUPPORTED, 0, {}},
+      {"s.plus", KWTYPE_INT32, KWRC_NONE, KWTYPE_INT32, asI32(42)},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(::testing::Message() << c.name << " as " << c.asked);
@@ -306,33 +310,7 @@ TEST_F(MessageHandlePropertyTest, ConvertTypeTable) {
       continue;
     }
     EXPECT_EQ(r.type, c.type);
-    std::string got;
-    switch (c.type) {
-      case KWTYPE_STRING:
-      case KWTYPE_NULL:
-        got = TextOf(r);
-        break;
-      case KWTYPE_INT8:
-        got = i64(ValueAs<int8_t>(r));
-        break;
-      case KWTYPE_INT16:
-        got = i64(ValueAs<int16_t>(r));
-        break;
-      case KWTYPE_INT32:
-      case KWTYPE_BOOLEAN:
-        got = i64(ValueAs<int32_t>(r));
-        break;
-      case KWTYPE_INT64:
-        got = i64(ValueAs<int64_t>(r));
-        break;
-      case KWTYPE_FLOAT64: {
-        std::ostringstream s;
-        s << ValueAs<double>(r);
-        got = s.str();
-        break;
-      }
-    }
-    EXPECT_EQ(got, c.result);
+    EXPECT_EQ(r.value, c.result);
   }
   // Without the option the requested type is ignored.
   const Inquired r = Inquire(hMsg_, "i32", KWIMPO_INQ_FIRST, KWTYPE_STRING);
