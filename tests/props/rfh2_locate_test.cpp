@@ -215,7 +215,7 @@ TEST(Rfh2Locate, EncodingOfEachStructureAppliesToTheNext) {
   EXPECT_EQ(loc.StrucLength, m.data.size() - 428);
 }
 
-TEST(Rfh2Locate, CcsidZeroAndMinusOneKeepTheOneBefore) {
+TEST(Rfh2Locate, CcsidZeroAndMinusOneKeepTheOneBeforeOthersStand) {
   for (int32_t named : {0, -1, -2}) {
     SCOPED_TRACE(named);
     Message m = Chain().Ccsid(500).Mde().Rfh2(kFolders).Body().Build();
@@ -230,15 +230,10 @@ TEST(Rfh2Locate, CcsidZeroAndMinusOneKeepTheOneBefore) {
   ZRFLOC loc;
   ASSERT_EQ(m.Locate(&loc), KWRC_NONE);
   EXPECT_EQ(loc.CodedCharSetId, 1208);
-}
-
-TEST(Rfh2Locate, CcsidWithoutConverterIsReadAsItStands) {
-  // 425 is ASCII-based and has no conversion table on this platform.
-  Message m = Chain().Mde().Rfh2(kFolders).Build();
-  m.ccsid = 425;
-  m.PutInt(16, 425);
-  ZRFLOC loc;
-  ASSERT_EQ(m.Locate(&loc), KWRC_NONE);
+  // 425 is ASCII-based and has no conversion table here: read as it stands.
+  Message other = WithInt(Chain().Mde().Rfh2(kFolders).Build(), 16, 425);
+  other.ccsid = 425;
+  ASSERT_EQ(other.Locate(&loc), KWRC_NONE);
   EXPECT_EQ(loc.CodedCharSetId, 425);
 }
 
