@@ -14,11 +14,10 @@
 
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 
+#include "bench/median_reporter.h"
 #include "zxvxzu/dataconv.h"
 #include "zxvxzu/kwrfh2.h"
 #include "zxvxzu/pcf.h"
@@ -255,23 +254,10 @@ BENCHMARK(BM_FormatName_vxtConvertCharsFn);
 BENCHMARK(BM_FormatName_FloorICU);
 
 // Console output plus a table of ratios to the floors at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    // With repetitions the median stands for the benchmark. CPU time: the
-    // machine may be shared, and other processes inflate wall time unevenly.
-    for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Iteration && !median_.count(r.run_name.str())) {
-        ns_[r.run_name.str()] = r.GetAdjustedCPUTime();
-      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
-        ns_[r.run_name.str()] = r.GetAdjustedCPUTime();
-        median_.insert(r.run_name.str());
-      }
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    MedianReporter::Finalize();
     const std::pair<const char*, const char*> pairs[] = {
         {"BM_PcfStrings_To850", "BM_PcfStrings_Floor850"},
         {"BM_PcfIntLists_To850", "BM_PcfIntLists_Floor850"},
@@ -280,8 +266,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
     };
     std::printf("\n%-32s %12s %12s %8s\n", "operation", "ns/op", "floor ns", "ratio");
     for (const auto& [op, floor] : pairs) {
-      if (!ns_.count(op) || !ns_.count(floor) || ns_[floor] <= 0) continue;
-      std::printf("%-32s %12.1f %12.1f %8.2f\n", op, ns_[op], ns_[floor], ns_[op] / ns_[floor]);
+      const double ns = CpuNs(op);
+      const double floorNs = CpuNs(floor);
+      if (ns <= 0 || floorNs <= 0) continue;
+      std::printf("%-32s %12.1f %12.1f %8.2f\n", op, ns, floorNs, ns / floorNs);
     }
     const Message& s = StringMessage();
     const Message& l = IntegerListMessage();
@@ -290,10 +278,6 @@ class RatioReporter : public benchmark::ConsoleReporter {
     std::printf("integer-list message: %zu bytes, %zu string bytes, %zu + %zu integers\n",
                 l.bytes.size(), l.strings.size(), l.ints32.size(), l.ints64.size());
   }
-
- private:
-  std::map<std::string, double> ns_;
-  std::set<std::string> median_;
 };
 
 }  // namespace

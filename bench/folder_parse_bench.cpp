@@ -10,8 +10,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +20,7 @@
 #include <pugixml.hpp>
 #endif
 
+#include "bench/median_reporter.h"
 #include "zxvxzu/folder_parser.h"
 #include "zxvxzu/properties.h"
 
@@ -195,32 +194,19 @@ BENCHMARK(BM_Expat)->Arg(0)->Arg(1);
 #endif
 
 // Console output plus the peers' time over the parser's at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    // With repetitions the median stands for the benchmark; CPU time, as the
-    // machine may be shared.
-    for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Iteration && !median_.count(r.run_name.str())) {
-        ns_[r.run_name.str()] = r.GetAdjustedCPUTime();
-      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
-        ns_[r.run_name.str()] = r.GetAdjustedCPUTime();
-        median_.insert(r.run_name.str());
-      }
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    MedianReporter::Finalize();
     std::printf("\n%-10s %8s %6s %12s %12s %12s\n", "header", "bytes", "props", "parser MB/s",
                 "pugixml/ours", "expat/ours");
     for (int arg = 0; arg < 2; ++arg) {
       const Header& h = arg == 0 ? Small() : Large();
       const std::string suffix = "/" + std::to_string(arg);
-      const double ours = Ns("BM_FolderParse" + suffix);
+      const double ours = CpuNs("BM_FolderParse" + suffix);
       if (ours <= 0) continue;
-      const double pugi = Ns("BM_PugixmlDom" + suffix);
-      const double expat = Ns("BM_Expat" + suffix);
+      const double pugi = CpuNs("BM_PugixmlDom" + suffix);
+      const double expat = CpuNs("BM_Expat" + suffix);
       std::printf("%-10s %8zu %6zu %12.1f %12s %12s\n", arg == 0 ? "1 KB" : "8 KB", h.folder_bytes,
                   h.properties, h.folder_bytes / ours * 1e3, Ratio(pugi, ours).c_str(),
                   Ratio(expat, ours).c_str());
@@ -228,15 +214,12 @@ class RatioReporter : public benchmark::ConsoleReporter {
   }
 
  private:
-  double Ns(const std::string& name) { return ns_.count(name) ? ns_[name] : 0; }
   static std::string Ratio(double peer, double ours) {
     if (peer <= 0) return "-";
     char buf[32];
     std::snprintf(buf, sizeof buf, "%.2f", peer / ours);
     return buf;
   }
-  std::map<std::string, double> ns_;
-  std::set<std::string> median_;
 };
 
 }  // namespace

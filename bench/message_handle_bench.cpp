@@ -8,13 +8,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <variant>
 #include <vector>
 
+#include "bench/median_reporter.h"
 #include "zxvxzu/message_handle.h"
 
 namespace {
@@ -176,38 +175,22 @@ BENCHMARK(BM_HandleValidating)->Arg(20)->Arg(200);
 BENCHMARK(BM_Map)->Arg(20)->Arg(200);
 
 // Console output plus the ratio of handle to map at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    // With repetitions the median stands for the benchmark.
-    for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Iteration && !median_.count(r.run_name.str())) {
-        ns_[r.run_name.str()] = r.GetAdjustedCPUTime();
-      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
-        ns_[r.run_name.str()] = r.GetAdjustedCPUTime();
-        median_.insert(r.run_name.str());
-      }
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    MedianReporter::Finalize();
     std::printf("\n%-28s %12s %12s %8s\n", "set+inquire N properties", "handle ns", "map ns",
                 "ratio");
     for (const char* handle : {"BM_Handle", "BM_HandleValidating"}) {
       for (const char* n : {"20", "200"}) {
         const std::string op = std::string(handle) + "/" + n;
-        const std::string map = std::string("BM_Map/") + n;
-        if (!ns_.count(op) || !ns_.count(map) || ns_[map] <= 0) continue;
-        std::printf("%-28s %12.0f %12.0f %8.2f\n", op.c_str(), ns_[op], ns_[map],
-                    ns_[op] / ns_[map]);
+        const double ns = CpuNs(op);
+        const double mapNs = CpuNs(std::string("BM_Map/") + n);
+        if (ns <= 0 || mapNs <= 0) continue;
+        std::printf("%-28s %12.0f %12.0f %8.2f\n", op.c_str(), ns, mapNs, ns / mapNs);
       }
     }
   }
-
- private:
-  std::map<std::string, double> ns_;
-  std::set<std::string> median_;
 };
 
 }  // namespace

@@ -7,11 +7,10 @@
 
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 
+#include "bench/median_reporter.h"
 #include "zxvxcs2/xcs_memory.h"
 #include "zxvxzu/names.h"
 #include "zxvxzu/topic.h"
@@ -154,22 +153,10 @@ BENCHMARK(BM_TopicFloor_memcpy_NoEscapes);
 BENCHMARK(BM_TopicFloor_memcpy_SomeEscapes);
 
 // Console output plus a table of ratios to the floors at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    // With repetitions the median stands for the benchmark.
-    for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Iteration && !median_.count(r.run_name.str())) {
-        ns_[r.run_name.str()] = r.GetAdjustedRealTime();
-      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
-        ns_[r.run_name.str()] = r.GetAdjustedRealTime();
-        median_.insert(r.run_name.str());
-      }
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    MedianReporter::Finalize();
     const std::pair<const char*, const char*> pairs[] = {
         {"BM_CheckValidName", "BM_NameFloor_memchr"},
         {"BM_CheckQMName", "BM_NameFloor_memchr"},
@@ -178,14 +165,12 @@ class RatioReporter : public benchmark::ConsoleReporter {
     };
     std::printf("\n%-28s %10s %10s %8s\n", "operation", "ns/op", "floor ns", "ratio");
     for (const auto& [op, floor] : pairs) {
-      if (!ns_.count(op) || !ns_.count(floor) || ns_[floor] <= 0) continue;
-      std::printf("%-28s %10.2f %10.2f %8.1f\n", op, ns_[op], ns_[floor], ns_[op] / ns_[floor]);
+      const double ns = RealNs(op);
+      const double floorNs = RealNs(floor);
+      if (ns <= 0 || floorNs <= 0) continue;
+      std::printf("%-28s %10.2f %10.2f %8.1f\n", op, ns, floorNs, ns / floorNs);
     }
   }
-
- private:
-  std::map<std::string, double> ns_;
-  std::set<std::string> median_;
 };
 
 }  // namespace

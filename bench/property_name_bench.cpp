@@ -18,12 +18,12 @@
 #include <cstring>
 #include <iterator>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
 
+#include "bench/median_reporter.h"
 #include "props/name_char_table.h"
 #include "props/property_names.h"
 #include "tests/props/internal/name_check_reference.h"
@@ -183,29 +183,18 @@ BENCHMARK(BM_ByteTableFloor)->DenseRange(0, 2);
 BENCHMARK(BM_UnorderedSet)->DenseRange(0, 2);
 
 // Console output plus, per encoding, ns per name and the ratios.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Iteration && !median_.count(r.run_name.str())) {
-        ns_[r.run_name.str()] = PerName(r);
-      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
-        ns_[r.run_name.str()] = PerName(r);
-        median_.insert(r.run_name.str());
-      }
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    MedianReporter::Finalize();
     std::printf("\n%-8s %10s %10s %10s %10s %10s %10s %10s\n", "names", "ours ns", "first ns",
                 "floor ns", "set ns", "first/ours", "ours/floor", "ours/set");
     for (size_t i = 0; i < std::size(kEncodings); ++i) {
       const std::string arg = "/" + std::to_string(i);
-      const double ours = Ns("BM_Validate" + arg);
-      const double first = Ns("BM_ValidateReference" + arg);
-      const double floor = Ns("BM_ByteTableFloor" + arg);
-      const double set = Ns("BM_UnorderedSet" + arg);
+      const double ours = PerName("BM_Validate" + arg);
+      const double first = PerName("BM_ValidateReference" + arg);
+      const double floor = PerName("BM_ByteTableFloor" + arg);
+      const double set = PerName("BM_UnorderedSet" + arg);
       if (ours <= 0) continue;
       std::printf("%-8s %10.1f %10.1f %10.1f %10.1f %10.2f %10.2f %10.2f\n", kEncodings[i].label,
                   ours, first, floor, set, first / ours, floor > 0 ? ours / floor : 0,
@@ -215,13 +204,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
  private:
   // CPU ns per name (the machine may be shared).
-  static double PerName(const Run& r) {
-    const size_t names = Utf8Names().size();
-    return r.GetAdjustedCPUTime() / static_cast<double>(names);
+  double PerName(const std::string& name) const {
+    return CpuNs(name) / static_cast<double>(Utf8Names().size());
   }
-  double Ns(const std::string& name) { return ns_.count(name) ? ns_[name] : 0; }
-  std::map<std::string, double> ns_;
-  std::set<std::string> median_;
 };
 
 }  // namespace

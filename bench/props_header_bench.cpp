@@ -9,12 +9,11 @@
 
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/median_reporter.h"
 #include "zxvxzu/message_handle.h"
 #include "zxvxzu/props_header.h"
 
@@ -248,48 +247,28 @@ BENCHMARK(BM_PugixmlBuildAndSerialize)->Arg(20)->Arg(150);
 #endif
 
 // Console output plus MB/s and the ratio to pugixml at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& r : runs) {
-      const std::string name = r.run_name.str();
-      if (r.run_type == Run::RT_Iteration && !median_.count(name)) {
-        ns_[name] = r.GetAdjustedCPUTime();
-        mbs_[name] = BytesPerSecond(r) / 1e6;
-      } else if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") {
-        ns_[name] = r.GetAdjustedCPUTime();
-        mbs_[name] = BytesPerSecond(r) / 1e6;
-        median_.insert(name);
-      }
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
+    MedianReporter::Finalize();
     // CPU time: the machine may be shared. Ratio: pugixml's time over ours
     // (above 1, the header is built faster).
     std::printf("\n%-30s %10s %10s %12s\n", "per header (CPU)", "ns", "MB/s", "ratio");
     for (const char* n : {"20", "150"}) {
       const std::string ours = std::string("BM_PropsToHeader/") + n;
-      if (!ns_.count(ours)) continue;
-      std::printf("%-30s %10.0f %10.1f\n", ours.c_str(), ns_[ours], mbs_[ours]);
+      const double oursNs = CpuNs(ours);
+      if (oursNs <= 0) continue;
+      std::printf("%-30s %10.0f %10.1f\n", ours.c_str(), oursNs,
+                  Counter(ours, "bytes_per_second") / 1e6);
       for (const char* peer : {"BM_PugixmlSerialize/", "BM_PugixmlBuildAndSerialize/"}) {
         const std::string other = std::string(peer) + n;
-        if (!ns_.count(other)) continue;
-        std::printf("%-30s %10.0f %10.1f %12.2f\n", other.c_str(), ns_[other], mbs_[other],
-                    ns_[other] / ns_[ours]);
+        const double otherNs = CpuNs(other);
+        if (otherNs <= 0) continue;
+        std::printf("%-30s %10.0f %10.1f %12.2f\n", other.c_str(), otherNs,
+                    Counter(other, "bytes_per_second") / 1e6, otherNs / oursNs);
       }
     }
   }
-
- private:
-  static double BytesPerSecond(const Run& r) {
-    const auto it = r.counters.find("bytes_per_second");
-    return it == r.counters.end() ? 0.0 : static_cast<double>(it->second);
-  }
-  std::map<std::string, double> ns_;
-  std::map<std::string, double> mbs_;
-  std::set<std::string> median_;
 };
 
 }  // namespace
