@@ -56,12 +56,11 @@ TEST_P(FolderGrammarTest, FolderNameAndElementMakeTheName) {
   EXPECT_EQ(Get("jms.Tms").type, ZRF_TYPE_INT64);
   EXPECT_EQ(Get("jms.Tms").integer, 1700000000123LL);
   EXPECT_EQ(action_, static_cast<KWULONG>(ZRF_FOLDER_KEEP));
-}
-
-TEST_P(FolderGrammarTest, UserFolderNamesStandAlone) {
+  // Names in the user folder stand alone; other folders prefix theirs.
   ASSERT_EQ(Parse("  <usr><color>red</color></usr>  "), 0);
   ASSERT_EQ(Parse("<mine><color>blue</color></mine>"), 0);
-  EXPECT_EQ(PropNames(pal_), (std::vector<std::string>{"color", "mine.color"}));
+  EXPECT_EQ(PropNames(pal_),
+            (std::vector<std::string>{"jms.Dlv", "jms.Dst", "jms.Tms", "color", "mine.color"}));
 }
 
 struct TypedCase {
@@ -235,16 +234,15 @@ TEST_P(FolderGrammarTest, DeepNestingEndsInMemoryExhausted) {
   EXPECT_EQ(ReadProps(pal_).size(), 1u);
 }
 
-TEST_P(FolderGrammarTest, ContentPropertiesFolderIsParsedThenRemoved) {
+// content='properties' folders are parsed, then removed; back level parses
+// nothing and removes only the internal folders.
+TEST_P(FolderGrammarTest, FolderActions) {
   TraceLines trace;
   ASSERT_EQ(Parse("<usr content='properties'><a>1</a></usr>"), 0);
   EXPECT_EQ(action_, static_cast<KWULONG>(ZRF_FOLDER_REMOVE));
   EXPECT_EQ(PropNames(pal_), (std::vector<std::string>{"a"}));
   EXPECT_TRUE(trace.Contains("Removing folder as it is marked with content='properties'"));
-}
-
-TEST_P(FolderGrammarTest, BackLevelParsesNothingAndRemovesInternalFolders) {
-  TraceLines trace;
+  zrfFreePAL(&pal_, 0, nullptr, nullptr);
   ASSERT_EQ(Parse("<usr><a>1</a></usr>", ZRF_PARSE_BACK_LEVEL), 0);
   EXPECT_EQ(action_, static_cast<KWULONG>(ZRF_FOLDER_KEEP));
   EXPECT_TRUE(trace.Contains("Parsing not required for this folder"));

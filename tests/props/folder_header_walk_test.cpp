@@ -29,13 +29,16 @@ class FolderHeaderWalkTest : public ::testing::TestWithParam<NameEncoding>, publ
   }
 };
 
+// A later "a.x" joins the a group after "b"; a later "c" is replaced in place.
 TEST_P(FolderHeaderWalkTest, PropertiesOfEveryHeader) {
   const std::string message =
-      Header({"<jms><Dlv>2</Dlv></jms>", "<usr><a dt='i4'>1</a></usr>"}, "KWHRF2  ") +
-      Header({"<usr><b>x</b></usr>"}) + "BODY";
+      Header({"<jms><Dlv>2</Dlv></jms>", "<usr><a><x dt='i4'>1</x></a><b>x</b><c>3</c></usr>"},
+             "KWHRF2  ") +
+      Header({"<usr><a><y>4</y></a><c>5</c></usr>"}) + "BODY";
   const ParseRun run = Parse(message);
   ASSERT_EQ(run.reason, 0);
-  EXPECT_EQ(PropNames(pal_), (std::vector<std::string>{"jms.Dlv", "a", "b"}));
+  EXPECT_EQ(PropNames(pal_), (std::vector<std::string>{"jms.Dlv", "a.x", "a.y", "b", "c"}));
+  EXPECT_EQ(ReadProps(pal_)[4].value, "5");
   EXPECT_EQ(run.offset, 0u);
   EXPECT_EQ(run.message, message);  // nothing removed
 }
@@ -66,16 +69,15 @@ TEST_P(FolderHeaderWalkTest, ContentPropertiesFolderIsCutOutEitherWay) {
   }
 }
 
-TEST_P(FolderHeaderWalkTest, StripParsedCutsEveryParsedFolder) {
-  const ParseRun run = Parse(Header({"<jms><Dlv>2</Dlv></jms>", "<usr><a>1</a></usr>"}) + "BODY",
-                             ZRF_PARSE_FILL_HANDLE | ZRF_PARSE_STRIP_PARSED);
+// Stripping cuts every parsed folder; back level parses nothing and cuts
+// only the internal folders.
+TEST_P(FolderHeaderWalkTest, OptionsThatCutFolders) {
+  ParseRun run = Parse(Header({"<jms><Dlv>2</Dlv></jms>", "<usr><a>1</a></usr>"}) + "BODY",
+                       ZRF_PARSE_FILL_HANDLE | ZRF_PARSE_STRIP_PARSED);
   ASSERT_EQ(run.reason, 0);
   EXPECT_EQ(run.message, Header({}) + "BODY");
-}
-
-TEST_P(FolderHeaderWalkTest, BackLevelRemovesOnlyInternalFolders) {
-  const ParseRun run =
-      Parse(Header({"<kw><Aui>x</Aui></kw>", "<usr><a>1</a></usr>"}), ZRF_PARSE_BACK_LEVEL);
+  zrfFreePAL(&pal_, 0, nullptr, nullptr);
+  run = Parse(Header({"<kw><Aui>x</Aui></kw>", "<usr><a>1</a></usr>"}), ZRF_PARSE_BACK_LEVEL);
   ASSERT_EQ(run.reason, 0);
   EXPECT_EQ(run.message, Header({"<usr><a>1</a></usr>"}));
   EXPECT_EQ(pal_.pProps, nullptr);
@@ -197,16 +199,6 @@ TEST_P(FolderHeaderWalkTest, StorageFailureAtEveryAllocation) {
     zrfFreePAL(&pal_, 0, nullptr, nullptr);
   }
   EXPECT_TRUE(sawFailure);
-}
-
-TEST_P(FolderHeaderWalkTest, RepeatedNamesReplaceAndGroupsStayTogether) {
-  // The second "a.x" joins the a group after "b"; "c" is replaced in place.
-  const ParseRun run = Parse(
-      Header({"<usr><a><x>1</x></a><b>2</b><c>3</c></usr>", "<usr><a><y>4</y></a><c>5</c></usr>"}));
-  ASSERT_EQ(run.reason, 0);
-  const std::vector<Prop> props = ReadProps(pal_);
-  EXPECT_EQ(PropNames(pal_), (std::vector<std::string>{"a.x", "a.y", "b", "c"}));
-  EXPECT_EQ(props[3].value, "5");
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, FolderHeaderWalkTest, ::testing::ValuesIn(kAllNameEncodings),
