@@ -88,6 +88,10 @@ TEST_F(MessageHandleLifecycleTest, UnassociatedHandlesHaveMutexes) {
 
 TEST_F(MessageHandleLifecycleTest, ProcessAnchorServesANullAnchor) {
   KWHMSG hMsg = KWHM_NONE;
+  // A connection's handles need the connection's anchor.
+  EXPECT_EQ(zstCreateMessageHandle(nullptr, kConn, nullptr, nullptr, &hMsg, &cc_, &rc_),
+            KWRC_UNEXPECTED_ERROR);
+  EXPECT_EQ(hMsg, KWHM_NONE);
   // The process-wide anchor keeps the mutex its first create made.
   ASSERT_EQ(zstCreateMessageHandle(nullptr, kUnassoc, nullptr, nullptr, &hMsg, &cc_, &rc_),
             KWRC_NONE);
@@ -199,13 +203,6 @@ TEST_F(MessageHandleLifecycleTest, StorageFailureAtEachStepOfCreate) {
   EXPECT_EQ(unassoc_.MsgHandleCount, 1u);
 }
 
-TEST_F(MessageHandleLifecycleTest, AssociatedCreateNeedsAnAnchor) {
-  KWHMSG hMsg = KWHM_NONE;
-  EXPECT_EQ(zstCreateMessageHandle(nullptr, kConn, nullptr, nullptr, &hMsg, &cc_, &rc_),
-            KWRC_UNEXPECTED_ERROR);
-  EXPECT_EQ(hMsg, KWHM_NONE);
-}
-
 TEST_F(MessageHandleLifecycleTest, VerifySettingReachesNewLists) {
   ASSERT_EQ(::setenv("ZXV_VERIFY_PROPERTIES", "1", 1), 0);
   xcsClearEnvCache();
@@ -249,7 +246,7 @@ TEST_F(MessageHandleLifecycleTest, ResetEmptiesTheListAndOptionallyTheDescriptor
   EXPECT_EQ(ValueAs<int32_t>(Inquire(hMsg, "p1")), 11);
 }
 
-TEST_F(MessageHandleLifecycleTest, DeleteResourcesRefusesWhatIsNotAHandle) {
+TEST_F(MessageHandleLifecycleTest, DeleteResourcesRefusesWhatIsNotAHandleAndUnheldLocks) {
   const KWHMSG hMsg = Create();
   MsgHandle* h = HandleAt(hMsg);
   const int64_t blocks = xcsOutstandingBlocks();
@@ -269,16 +266,15 @@ TEST_F(MessageHandleLifecycleTest, DeleteResourcesRefusesWhatIsNotAHandle) {
   EXPECT_EQ(xcsOutstandingBlocks(), blocks);  // nothing freed
   EXPECT_EQ(anchor_.MsgHandleCount, 1u);
   h->StrucId[0] = 'Z';
-}
 
-// Asked to release a lock the caller does not hold, the freeing still
-// happens but the call reports an unexpected error.
-TEST_F(MessageHandleLifecycleTest, DeleteResourcesWithALockNotHeld) {
-  const KWHMSG hMsg = Create(kUnassoc);
-  const uint32_t records = xcsFailureRecordCount();
+  // Asked to release a lock the caller does not hold, the freeing still
+  // happens but the call reports an unexpected error.
+  const KWHMSG unassociated = Create(kUnassoc);
+  records = xcsFailureRecordCount();
   ASSERT_EQ(xcsRequestMutex(unassoc_.hMutex, XCS_WAIT_FOREVER), xcsRC_OK);
-  EXPECT_EQ(zstDeleteMessageHandleResources(nullptr, &unassoc_, HandleAt(hMsg), 1, &cc_, &rc_),
-            KWRC_UNEXPECTED_ERROR);
+  EXPECT_EQ(
+      zstDeleteMessageHandleResources(nullptr, &unassoc_, HandleAt(unassociated), 1, &cc_, &rc_),
+      KWRC_UNEXPECTED_ERROR);
   ASSERT_EQ(xcsReleaseMutex(unassoc_.hMutex), xcsRC_OK);
   EXPECT_EQ(cc_, KWCC_FAILED);
   EXPECT_GT(xcsFailureRecordCount(), records);
