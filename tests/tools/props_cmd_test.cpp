@@ -71,13 +71,6 @@ const json kEveryType = json::parse(R"({
   ]
 })");
 
-std::vector<std::string> Names(const json& j) {
-  std::vector<std::string> names;
-  for (const json& p : j["properties"]) names.push_back(p["name"]);
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 // Properties in name order: decode lists them in the order the header
 // gives, which groups them by folder.
 json Sorted(json j) {
@@ -86,20 +79,16 @@ json Sorted(json j) {
   return j;
 }
 
+// The folder encodings themselves are the library's; the tool must pass
+// --nv-ccsid on and find the body behind the header.
 TEST_F(PropsCmdTest, DecodeOfEncodeGivesBackEveryType) {
-  const json out = RoundTrip(kEveryType, {}, {}, "the body");
-  EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(kEveryType));
-  EXPECT_EQ(out["body_offset"].get<size_t>(), encoded_.size() - 8);
-  EXPECT_EQ(encoded_.substr(0, 4), "RFH ");
-  EXPECT_EQ(encoded_.substr(encoded_.size() - 8), "the body");
-}
-
-TEST_F(PropsCmdTest, EveryFolderEncoding) {
-  for (const char* ccsid : {"819", "500", "1200", "13488", "1208"}) {
-    json x = kEveryType;
-    x["properties"].erase(2);  // é is in every one of them, but keep the table plain
-    const json out = RoundTrip(x, {"--nv-ccsid", ccsid}, {});
-    EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(x)) << ccsid;
+  for (const char* ccsid : {"1208", "500", "1200"}) {
+    SCOPED_TRACE(ccsid);
+    const json out = RoundTrip(kEveryType, {"--nv-ccsid", ccsid}, {}, "the body");
+    EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(kEveryType));
+    EXPECT_EQ(out["body_offset"].get<size_t>(), encoded_.size() - 8);
+    EXPECT_EQ(encoded_.substr(0, 4), "RFH ");
+    EXPECT_EQ(encoded_.substr(encoded_.size() - 8), "the body");
   }
 }
 
@@ -138,15 +127,6 @@ TEST_F(PropsCmdTest, DescriptorVersionOnePutsGroupFieldsInAnExtension) {
   EXPECT_EQ(encoded_.substr(32, 8), "KWHMDE  ");
   EXPECT_EQ(encoded_.substr(324, 4), "MDE ");
   EXPECT_EQ(encoded_.substr(324 + 72, 4), "RFH ");
-}
-
-TEST_F(PropsCmdTest, DescriptorNamesLandInTheDescriptor) {
-  const json x = json::parse(R"({"properties": [
-      {"name": "jms.Pri", "type": "int32", "value": 6},
-      {"name": "color", "type": "string", "value": "red"}]})");
-  const json out = RoundTrip(x, {"--md-version", "2"}, {"--md"});
-  EXPECT_EQ(Names(out), std::vector<std::string>{"color"});
-  EXPECT_EQ(out["descriptor"], json::parse(R"({"Priority": 6})"));
 }
 
 TEST_F(PropsCmdTest, NoPropertiesNoHeader) {

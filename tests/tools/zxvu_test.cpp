@@ -120,7 +120,6 @@ TEST(ZxvuUsage, MalformedCommandLinesExitTwo) {
       {"names", "check", "--kind", "queue", "NAME"},
       {"names", "check", "--kind", "object"},
       {"names", "check", "--kind", "object", "--options", "zz", "NAME"},
-      {"names", "check", "--kind", "object", "--options", "-1", "NAME"},
       {"names", "check", "--kind", "object", "--options", "0x100000000", "NAME"},
       {"names", "check", "--kind", "qmgr", "--options", "1", "QM1"},
       {"names", "map-rc"},
@@ -128,9 +127,7 @@ TEST(ZxvuUsage, MalformedCommandLinesExitTwo) {
       {"names", "map-rc", "--to-8bit", "0x"},
       {"topic", "escape"},
       {"topic", "escape", "--hex", "abc"},
-      {"topic", "validate", "--hex", "zz"},
       {"topic", "literalize", "--ccsid", "0", "abc"},
-      {"topic", "literalize", "--ccsid", "x", "abc"},
       {"demo", "extra"},
   };
   for (const auto& args : bad) {
@@ -143,13 +140,8 @@ TEST(ZxvuUsage, MalformedCommandLinesExitTwo) {
 }
 
 TEST(ZxvuUsage, HelpEverywhere) {
-  for (const std::vector<std::string>& args :
-       std::vector<std::vector<std::string>>{{"--help"},
-                                             {"names", "check", "--help"},
-                                             {"names", "map-rc", "-h"},
-                                             {"topic", "--help"},
-                                             {"topic", "literalize", "--help"},
-                                             {"demo", "--help"}}) {
+  for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+           {"--help"}, {"names", "map-rc", "-h"}, {"topic", "literalize", "--help"}}) {
     SCOPED_TRACE(Describe(args));
     const ZxvuRun r = RunZxvu(args);
     EXPECT_EQ(r.status, 0);
