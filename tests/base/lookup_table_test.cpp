@@ -12,7 +12,7 @@ namespace {
 using lookup_test::EntryOf;
 using lookup_test::Header;
 using lookup_test::LookupFixture;
-using lookup_test::TraceCapture;
+using lookup_test::TraceLines;
 
 int objects[64];  // distinct object addresses; the table never touches them
 
@@ -43,7 +43,7 @@ TEST(LookupCapacity, RequestGetsFirstPrimeAtOrAbove) {
 }
 
 TEST_F(LookupFixture, GrowsTwoToSevenToTwentyThree) {
-  TraceCapture trace;
+  TraceLines trace;
   ASSERT_EQ(Put(1, &objects[1]), zutLURC_OK);
   EXPECT_EQ(H()->Capacity, 2u);
   ASSERT_EQ(Put(2, &objects[2]), zutLURC_OK);  // 2/2 > 0.75
@@ -64,7 +64,7 @@ TEST(LookupCapacity, MaximumPrimeStopsGrowthButNotPuts) {
   // declined and the table fills beyond its load factor.
   ASSERT_EQ(zutLookupCreateEx(nullptr, 199873, 0.0f, &t), zutLURC_OK);
   {
-    TraceCapture trace;
+    TraceLines trace;
     ASSERT_EQ(zutLookupPut(nullptr, t, 0, 7, &objects[0], nullptr), zutLURC_OK);
     EXPECT_TRUE(trace.Contains("Reached the maximum prime; rehashing not available"));
   }
@@ -205,7 +205,7 @@ TEST_F(LookupFixture, IdentifierOnlyEntriesAreInvisibleByKey) {
 }
 
 TEST_F(LookupFixture, RemoveInUseIsDeferredUntilLastRelease) {
-  TraceCapture trace;
+  TraceLines trace;
   hLookEntry e = nullptr;
   ASSERT_EQ(Put(7, &objects[7], zutLUF_USE_COUNT, &e), zutLURC_OK);
   KWLONG uses = 0;
@@ -401,7 +401,7 @@ TEST_F(LookupFixture, DebugDumpLinesCarryPrefixAndTrailer) {
   EXPECT_EQ(lines[3], ">>  Size    :            1\n");
   EXPECT_EQ(lines[11], ">>  LoopCount            0\n");
   EXPECT_EQ(lines.back(), ">>}<<\n");
-  TraceCapture trace;  // no output given: the lines go to the trace
+  TraceLines trace;  // no output given: the lines go to the trace
   ASSERT_EQ(zutLookupDebug(nullptr, table_, "T:", nullptr, nullptr, nullptr), zutLURC_OK);
   EXPECT_TRUE(trace.Contains("T:  Capacity:            2"));
 }

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/lookup_table_internal.h"
-#include "tests/base/trace_capture.h"
+#include "tests/trace_lines.h"
 #include "zxvxcs2/xcs_erdp.h"
 #include "zxvxcs2/xcs_memory.h"
 #include "zxvxcs2/xcs_trace.h"
@@ -34,7 +34,7 @@ inline FailureRecord LastFailureRecord() {
   return r;
 }
 
-using base_test::TraceCapture;
+using zxv::test::TraceLines;
 
 // A table of capacity 2 and load factor 0.75 per test; TearDown frees it
 // and checks that every block the test made has been given back.

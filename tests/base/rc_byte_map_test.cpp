@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/rc_byte_map.h"
-#include "tests/base/trace_capture.h"
+#include "tests/trace_lines.h"
 #include "zxvxzu/names.h"
 
 namespace {
@@ -73,7 +73,7 @@ TEST(MapRC, EveryTableRowRoundTrips) {
 }
 
 TEST(MapRC, DetailTraceLines) {
-  base_test::TraceCapture trace;
+  zxv::test::TraceLines trace(XTR_LEVEL_FLOW);
   To8(0x40007072);
   EXPECT_FALSE(trace.Contains("zutMapRCTo8bit: in="));  // detail only
   xtrSetLevel(XTR_LEVEL_DETAIL);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/base/trace_capture.h"
+#include "tests/trace_lines.h"
 #include "zxvxcs2/xcs_base.h"
 #include "zxvxcs2/xcs_erdp.h"
 #include "zxvxcs2/xcs_memory.h"
@@ -81,7 +81,7 @@ class TopicTest : public ::testing::Test {
     return l;
   }
 
-  base_test::TraceCapture trace_{XTR_LEVEL_DETAIL};
+  zxv::test::TraceLines trace_;
 
  private:
   int64_t outstanding_ = 0;

@@ -108,15 +108,15 @@ TEST(ConvertChars, Table) {
 // clang-format on
 
 TEST(ConvertChars, CopiesAndSwapsAreTraced) {
-  dctest::TraceCapture trace;
+  dctest::TraceLines trace;
   Convert(850, 546, 850, 273, Ascii("ABCDE"), 8);
   Convert(1200, 273, 1200, 546, Utf16("AB", true), 8);
   Convert(1200, 273, 850, 546, Utf16("AB", true), 8);
   Convert(850, 546, 1200, 273, Ascii("AB"), 8);
-  EXPECT_TRUE(trace.Has("Copy 5 bytes without conversion (from CCSID 850 to CCSID 850)"));
-  EXPECT_TRUE(trace.Has("Byte swap 4 bytes (from CCSID 1200 to CCSID 1200)"));
-  EXPECT_TRUE(trace.Has("Byte swap in-coming 4 bytes (from CCSID 1200 to CCSID 850)"));
-  EXPECT_TRUE(trace.Has("Byte swap out-going 4 bytes (from CCSID 850 to CCSID 1200)"));
+  EXPECT_TRUE(trace.Contains("Copy 5 bytes without conversion (from CCSID 850 to CCSID 850)"));
+  EXPECT_TRUE(trace.Contains("Byte swap 4 bytes (from CCSID 1200 to CCSID 1200)"));
+  EXPECT_TRUE(trace.Contains("Byte swap in-coming 4 bytes (from CCSID 1200 to CCSID 850)"));
+  EXPECT_TRUE(trace.Contains("Byte swap out-going 4 bytes (from CCSID 850 to CCSID 1200)"));
 }
 
 TEST(ConvertChars, StorageFailureOfTheSwapBuffer) {

@@ -1,18 +1,16 @@
 // Helpers of the data-conversion tests: byte builders that write integers in
 // either byte order and text in ASCII or EBCDIC (code page 37) by their own
-// tables, so expected bytes never come from the code under test; a trace
-// capture; environment switches.
+// tables, so expected bytes never come from the code under test, and a
+// conversion request around them.
 #pragma once
 
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "zxvxcs2/xcs_env.h"
-#include "zxvxcs2/xcs_trace.h"
+#include "tests/trace_lines.h"
 #include "zxvxzu/dataconv.h"
 
 namespace dctest {
@@ -138,65 +136,8 @@ inline Bytes Dlh(const Form& f, const std::string& next, int32_t next_encoding =
   return b;
 }
 
-// Captures trace lines while alive (detail level).
-class TraceCapture {
- public:
-  TraceCapture() {
-    xtrSetSink(&TraceCapture::Sink, this);
-    xtrSetLevel(XTR_LEVEL_DETAIL);
-  }
-  ~TraceCapture() {
-    xtrSetLevel(XTR_LEVEL_OFF);
-    xtrSetSink(nullptr, nullptr);
-  }
-  TraceCapture(const TraceCapture&) = delete;
-  TraceCapture& operator=(const TraceCapture&) = delete;
-  bool Has(const std::string& text) const {
-    for (const auto& line : lines_) {
-      if (line.find(text) != std::string::npos) return true;
-    }
-    return false;
-  }
-  void Clear() { lines_.clear(); }
-
- private:
-  static void Sink(void* context, const char* line) {
-    static_cast<TraceCapture*>(context)->lines_.emplace_back(line);
-  }
-  std::vector<std::string> lines_;
-};
-
-// Sets an environment variable for the life of the object; the platform's
-// cache is cleared both ways so the change is seen.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = std::getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    if (value != nullptr) {
-      setenv(name, value, 1);
-    } else {
-      unsetenv(name);
-    }
-    xcsClearEnvCache();
-  }
-  ~ScopedEnv() {
-    if (had_) {
-      setenv(name_.c_str(), old_.c_str(), 1);
-    } else {
-      unsetenv(name_.c_str());
-    }
-    xcsClearEnvCache();
-  }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
-
- private:
-  std::string name_;
-  std::string old_;
-  bool had_ = false;
-};
+using zxv::test::ScopedEnv;
+using zxv::test::TraceLines;
 
 // A request over `in` into an output buffer of `room` bytes.
 struct Conversion {

@@ -21,7 +21,7 @@ using dctest::Form;
 using dctest::kBigEbcdic;
 using dctest::kLittleAscii;
 using dctest::ScopedEnv;
-using dctest::TraceCapture;
+using dctest::TraceLines;
 using dctest::Vec;
 
 constexpr Form kLatin1 = dctest::kLittleLatin1;
@@ -53,14 +53,14 @@ class EngineTest : public ::testing::Test {
 
 TEST_F(EngineTest, TraceSwitchIsReadOnceAndDumpsWholeOrStartAndEnd) {
   {
-    TraceCapture trace;
+    TraceLines trace;
     Conversion c(Vec(4, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 16);
     c.Run();
-    EXPECT_FALSE(trace.Has("Pre conversion"));
+    EXPECT_FALSE(trace.Contains("Pre conversion"));
     // Set behind the cache's back: the first answer stands.
     setenv("ZXV_TRACE_DATACONV", "1", 1);
     c.Run();
-    EXPECT_FALSE(trace.Has("Pre conversion"));
+    EXPECT_FALSE(trace.Contains("Pre conversion"));
   }
   ScopedEnv on("ZXV_TRACE_DATACONV", "1");
   struct {
@@ -73,33 +73,33 @@ TEST_F(EngineTest, TraceSwitchIsReadOnceAndDumpsWholeOrStartAndEnd) {
       {0, "Message Data - AvailableLength <= 0 ", "Message Data - all"},
   };
   for (const auto& k : cases) {
-    TraceCapture trace;
+    TraceLines trace;
     Conversion c(Vec(k.length, 0xC1), kBigEbcdic, kLittleAscii, "KWSTR   ", 256);
     EXPECT_EQ(c.Run(), 0);
-    EXPECT_TRUE(trace.Has(k.present)) << k.length;
-    EXPECT_FALSE(trace.Has(k.absent)) << k.length;
+    EXPECT_TRUE(trace.Contains(k.present)) << k.length;
+    EXPECT_FALSE(trace.Contains(k.absent)) << k.length;
     if (k.length == 128) {
       EXPECT_TRUE(
-          trace.Has("Pre conversion - CompCode (0) - Reason (0) - Data Length (128) - "
-                    "Available Length (128) - Buffer Length (256)"));
-      EXPECT_TRUE(trace.Has("Post conversion - Data Length (128)"));
+          trace.Contains("Pre conversion - CompCode (0) - Reason (0) - Data Length (128) - "
+                         "Available Length (128) - Buffer Length (256)"));
+      EXPECT_TRUE(trace.Contains("Post conversion - Data Length (128)"));
     }
   }
 }
 
 TEST_F(EngineTest, TransmissionHeaderAndTriggerMessageAreTraced) {
-  TraceCapture trace;
+  TraceLines trace;
   Bytes xqh(kBigEbcdic);
   xqh.Text("XQH ").I32(1).Text("Q", 48).Text("QM", 48).Text("MD  ").I32(1).Fill(16, 0);
   xqh.Next("        ").Fill(428 - 144, 0x40);
   Conversion c(xqh.bytes(), kBigEbcdic, kLittleAscii, "KWXMIT  ", 512);
   EXPECT_EQ(c.Run(), 0);
-  EXPECT_TRUE(trace.Has("KWXQH Header (428 bytes)"));
+  EXPECT_TRUE(trace.Contains("KWXQH Header (428 bytes)"));
   Bytes tm(kBigEbcdic);
   tm.Text("TM  ").I32(1).Text("Q", 48).Text("P", 48).Text("", 64).I32(2).Text("", 512);
   Conversion t(tm.bytes(), kBigEbcdic, kLittleAscii, "KWTRIG  ", 1024);
   EXPECT_EQ(t.Run(), 0);
-  EXPECT_TRUE(trace.Has("TM Eyecatcher TM  "));
+  EXPECT_TRUE(trace.Contains("TM Eyecatcher TM  "));
 }
 
 TEST_F(EngineTest, FormatNamesCompareOverAllEightCharacters) {
@@ -124,7 +124,7 @@ TEST_F(EngineTest, FormatNamesCompareOverAllEightCharacters) {
 }
 
 TEST_F(EngineTest, NoFormatAndAmqpAreCopiedAsGiven) {
-  TraceCapture trace;
+  TraceLines trace;
   const Vec data = {'A', 'B', 'C', 'D', 0xFF, 0x00};
   for (const char* format : {"        ", "KWAMQP  "}) {
     Conversion c(data, kBigEbcdic, kLittleAscii, format, 16);
@@ -133,7 +133,7 @@ TEST_F(EngineTest, NoFormatAndAmqpAreCopiedAsGiven) {
     EXPECT_EQ(c.req.ResultEncoding, kBigEbcdic.encoding);
     EXPECT_EQ(c.req.ResultCCSID, kBigEbcdic.ccsid);
   }
-  EXPECT_TRUE(trace.Has("Copy 6 bytes starting with string 'ABCD'"));
+  EXPECT_TRUE(trace.Contains("Copy 6 bytes starting with string 'ABCD'"));
 }
 
 TEST_F(EngineTest, NoUserExitsLeavesAUserFormatWithTheBuiltInStagesReason) {

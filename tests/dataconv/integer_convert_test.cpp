@@ -89,19 +89,19 @@ TEST(IntegerConvert, InvalidEncodingsAndArgumentsWriteNothing) {
 }
 
 TEST(IntegerConvert, TracesItsEncodingsAndCount) {
-  dctest::TraceCapture trace;
+  dctest::TraceLines trace;
   uint8_t data[16] = {};
   KWLONG cc, rc;
   vxtConvertLong(273, 546, 3, data, data, &cc, &rc);
   vxtConvertShort(546, 785, 2, data, data, &cc, &rc);
-  EXPECT_TRUE(trace.Has("ConvertLong from 111 to 222 for 3"));
-  EXPECT_TRUE(trace.Has("ConvertShort from 222 to 311 for 2"));
+  EXPECT_TRUE(trace.Contains("ConvertLong from 111 to 222 for 3"));
+  EXPECT_TRUE(trace.Contains("ConvertShort from 222 to 311 for 2"));
   vxtConvertCharInt(37, 273, 850, 546, "\xF1", data, 1, &cc, &rc);
   vxtConvertCharIntOL(850, 546, 37, 273, "1", 1, data, 2, &cc, &rc);
   vxtConvertVarCharInt(850, 546, 37, 273, "1", 1, data, 2, nullptr, nullptr, &cc, &rc);
-  EXPECT_TRUE(trace.Has("ConvertCharInt from 37 to 850"));
-  EXPECT_TRUE(trace.Has("ConvertCharIntOL from 850 to 37"));
-  EXPECT_TRUE(trace.Has("ConvertVarCharInt"));
+  EXPECT_TRUE(trace.Contains("ConvertCharInt from 37 to 850"));
+  EXPECT_TRUE(trace.Contains("ConvertCharIntOL from 850 to 37"));
+  EXPECT_TRUE(trace.Contains("ConvertVarCharInt"));
 }
 
 }  // namespace

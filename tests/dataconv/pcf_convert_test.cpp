@@ -75,7 +75,7 @@ std::string Hex(const std::string& s) {
 
 class PcfConvertTest : public ::testing::Test {
  protected:
-  bool Traced(const std::string& text) const { return trace_.Has(text); }
+  bool Traced(const std::string& text) const { return trace_.Contains(text); }
   // Asserts the shape of a refusal: the reason, and the output holding the
   // message exactly as it was given.
   static void ExpectRefused(const Result& r, const std::string& in, KWLONG reason) {
@@ -84,7 +84,7 @@ class PcfConvertTest : public ::testing::Test {
     EXPECT_EQ(Hex(r.data), Hex(in)) << "the data must come back as it was given";
   }
 
-  dctest::TraceCapture trace_;
+  dctest::TraceLines trace_;
 };
 
 // The message of a big-endian EBCDIC sender: every parameter type, strings

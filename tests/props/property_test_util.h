@@ -7,13 +7,12 @@
 
 #include <cstdint>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "tests/trace_lines.h"
 #include "zxvxcs2/xcs_erdp.h"
 #include "zxvxcs2/xcs_memory.h"
-#include "zxvxcs2/xcs_trace.h"
 #include "zxvxzu/properties.h"
 
 namespace zxv::test {
@@ -40,39 +39,6 @@ inline uint16_t U16At(const uint8_t* p) {
   std::memcpy(&v, p, 2);
   return v;
 }
-
-// Collects trace lines (detail level) while alive.
-class TraceLines {
- public:
-  TraceLines() {
-    xtrSetSink(&TraceLines::Sink, this);
-    xtrSetLevel(XTR_LEVEL_DETAIL);
-  }
-  ~TraceLines() {
-    xtrSetLevel(XTR_LEVEL_OFF);
-    xtrSetSink(nullptr, nullptr);
-  }
-  void Clear() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    lines_.clear();
-  }
-  bool Contains(const std::string& text) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    for (const std::string& line : lines_) {
-      if (line.find(text) != std::string::npos) return true;
-    }
-    return false;
-  }
-
- private:
-  static void Sink(void* context, const char* line) {
-    auto* self = static_cast<TraceLines*>(context);
-    std::lock_guard<std::mutex> lock(self->mutex_);
-    self->lines_.emplace_back(line);
-  }
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
 
 // Names of the list's nodes in order, stepping with the node helpers.
 inline std::vector<std::string> PropNames(const ZRFPAL& pal) {

@@ -21,7 +21,6 @@
 
 #include "tests/props/property_test_util.h"
 #include "zxvxcs2/xcs_ccsid.h"
-#include "zxvxcs2/xcs_env.h"
 #include "zxvxcs2/xcs_trace.h"
 #include "zxvxzu/kwrfh2.h"
 
@@ -39,23 +38,6 @@ inline std::vector<uint8_t> Encode(const std::string& text, int32_t ccsid, int32
   out.resize(used);
   return out;
 }
-
-// Sets an environment variable for the life of the object, with the
-// platform's cache cleared on both sides.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    setenv(name, value, 1);
-    xcsClearEnvCache();
-  }
-  ~ScopedEnv() {
-    unsetenv(name_);
-    xcsClearEnvCache();
-  }
-
- private:
-  const char* name_;
-};
 
 // Message data with its descriptor fields.
 struct Message {
