@@ -139,6 +139,9 @@ TEST_F(PropsLengthTest, HeadersBehindTheDescriptorInUtf8AreCompatible) {
   EXPECT_EQ(l.EligibleForMerge, 1u);
   EXPECT_EQ(l.OffsetEndRFH2Props, m.offsets[2]);
   EXPECT_TRUE(trace.Contains("MsgLength: " + std::to_string(m.data.size()) + ", CompatLength: "));
+  const ZSTPROPSLEN none = Measure(Chain().Body("plain").Build(), 0, &reason);
+  EXPECT_EQ(reason, KWRC_NONE);
+  EXPECT_EQ(none.CompatLength + none.NonCompatLength + none.NonPropsLength, 0u);
 }
 
 TEST_F(PropsLengthTest, WhatMakesAHeaderNonCompatible) {
@@ -179,13 +182,6 @@ TEST_F(PropsLengthTest, OtherHeadersCountApartAndEndTheCompatibleRun) {
   EXPECT_EQ(l.CompatLength, 0u);
   EXPECT_EQ(l.NonCompatLength, Size(m, 1) + Size(m, 3));
   EXPECT_EQ(l.EligibleForMerge, 0u);
-}
-
-TEST_F(PropsLengthTest, NoHeadersAtAll) {
-  KWLONG reason = -1;
-  const ZSTPROPSLEN l = Measure(Chain().Body("plain").Build(), 0, &reason);
-  EXPECT_EQ(reason, KWRC_NONE);
-  EXPECT_EQ(l.CompatLength + l.NonCompatLength + l.NonPropsLength, 0u);
 }
 
 TEST_F(PropsLengthTest, InternalFlagsOnlyOnTheWayToATransmissionQueue) {
@@ -252,8 +248,16 @@ TEST_F(PropsLengthTest, FolderWithABadStartTagIsIgnored) {
   EXPECT_GT(l.CompatLength, 0u);
 }
 
-// Back level: the queue manager's folders and content='properties' ones go.
+// Back level: the queue manager's folders and content='properties' ones go;
+// a malformed message is returned whole, with a failure record.
 TEST_F(PropsHeaderTest, BackLevelKeepsOnlyTheApplicationsFolders) {
+  const auto prepare = [](Message& m, KWULONG* offset, KWULONG* length) {
+    KWLONG cc = -1;
+    KWLONG reason = -1;
+    zrfPrepareMsgForBackLevel(m.data.data(), static_cast<KWULONG>(m.data.size()), m.format,
+                              m.encoding, m.ccsid, offset, length, &cc, &reason);
+    return reason;
+  };
   Message m =
       Chain()
           .Rfh2({"<kw><Rsv>00000001</Rsv></kw>", "<usr><a>1</a></usr>", "<kwps><Top>t</Top></kwps>",
@@ -261,35 +265,21 @@ TEST_F(PropsHeaderTest, BackLevelKeepsOnlyTheApplicationsFolders) {
           .Body("payload")
           .Build();
   const Message want = Chain().Rfh2({"<usr><a>1</a></usr>"}).Body("payload").Build();
-
   KWULONG offset = 0;
   KWULONG length = 0;
-  KWLONG cc = -1;
-  KWLONG reason = -1;
   const uint32_t records = xcsFailureRecordCount();
-  zrfPrepareMsgForBackLevel(m.data.data(), static_cast<KWULONG>(m.data.size()), m.format,
-                            m.encoding, m.ccsid, &offset, &length, &cc, &reason);
-  EXPECT_EQ(reason, KWRC_NONE);
+  EXPECT_EQ(prepare(m, &offset, &length), KWRC_NONE);
   EXPECT_EQ(xcsFailureRecordCount(), records);
   ASSERT_EQ(length, want.data.size());
   EXPECT_EQ(std::vector<uint8_t>(m.data.begin() + offset, m.data.begin() + offset + length),
             want.data);
-}
 
-TEST_F(PropsHeaderTest, BackLevelOfAMalformedMessageWritesAFailureRecord) {
-  Message m = Chain().Rfh2({"<usr><a>1</a></usr>"}).Body().Build();
-  m.PutInt(36, 500);  // the folder runs past its header
-  KWULONG offset = 0;
-  KWULONG length = 0;
-  KWLONG cc = -1;
-  KWLONG reason = -1;
-  const uint32_t records = xcsFailureRecordCount();
-  zrfPrepareMsgForBackLevel(m.data.data(), static_cast<KWULONG>(m.data.size()), m.format,
-                            m.encoding, m.ccsid, &offset, &length, &cc, &reason);
-  EXPECT_EQ(reason, KWRC_RFH_FORMAT_ERROR);
+  Message bad = Chain().Rfh2({"<usr><a>1</a></usr>"}).Body().Build();
+  bad.PutInt(36, 500);  // the folder runs past its header
+  EXPECT_EQ(prepare(bad, &offset, &length), KWRC_RFH_FORMAT_ERROR);
   EXPECT_EQ(xcsFailureRecordCount(), records + 1);
   EXPECT_EQ(offset, 0u);
-  EXPECT_EQ(length, m.data.size()) << "the message is still returned";
+  EXPECT_EQ(length, bad.data.size()) << "the message is still returned";
 }
 
 }  // namespace
