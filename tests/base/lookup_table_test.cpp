@@ -151,6 +151,11 @@ TEST_F(LookupFixture, GetReportsUseCountAndCache) {
 }
 
 TEST_F(LookupFixture, GeneratedIdentifiersStartAt101) {
+  // Before the first identifier there are no identifier buckets to search.
+  ASSERT_EQ(Put(0, &objects[0]), zutLURC_OK);
+  EXPECT_EQ(Get(0), &objects[0]);  // now the cache, with identifier 0
+  EXPECT_EQ(Get(0, zutLUF_BY_ID), nullptr);
+  EXPECT_EQ(zutLookupRemove(nullptr, table_, zutLUF_BY_ID, 0, nullptr), zutLURC_NOT_FOUND);
   hLookEntry a = nullptr;
   hLookEntry b = nullptr;
   ASSERT_EQ(Put(1, &objects[1], zutLUF_GENERATE_ID, &a), zutLURC_OK);
@@ -179,13 +184,6 @@ TEST_F(LookupFixture, IdentifiersWrapAndThenSkipThoseInUse) {
   ASSERT_EQ(Put(4, &objects[4], zutLUF_GENERATE_ID, &e), zutLURC_OK);
   EXPECT_EQ(H()->Wrapped, 1);
   EXPECT_EQ(EntryOf(e)->identifier, 102);
-}
-
-TEST_F(LookupFixture, ByIdWithoutIdentifierBucketsIsNotFound) {
-  ASSERT_EQ(Put(0, &objects[0]), zutLURC_OK);
-  EXPECT_EQ(Get(0), &objects[0]);  // now the cache, with identifier 0
-  EXPECT_EQ(Get(0, zutLUF_BY_ID), nullptr);
-  EXPECT_EQ(zutLookupRemove(nullptr, table_, zutLUF_BY_ID, 0, nullptr), zutLURC_NOT_FOUND);
 }
 
 TEST_F(LookupFixture, IdentifierOnlyEntriesAreInvisibleByKey) {
@@ -233,13 +231,11 @@ TEST_F(LookupFixture, RemoveInUseIsDeferredUntilLastRelease) {
   EXPECT_EQ(uses, 0);
   EXPECT_EQ(inTable, 1);
   EXPECT_EQ(GetS("queue"), &objects[1]);
-}
 
-TEST_F(LookupFixture, TableFreedWithDeferredEntryFreesItToo) {
-  hLookEntry e = nullptr;
+  // A deferred entry never released is freed with the table (the fixture
+  // checks that no block is left).
   ASSERT_EQ(Put(3, &objects[3], zutLUF_USE_COUNT, &e), zutLURC_OK);
   ASSERT_EQ(zutLookupRemove(nullptr, table_, 0, 3, e), zutLURC_REMOVAL_DEFERRED);
-  // Never released: zutLookupFree in TearDown must still leave no block.
 }
 
 // ---- Walks ----

@@ -31,6 +31,7 @@ Vec Ints(bool big, std::initializer_list<int32_t> values) {
   return b.bytes();
 }
 
+// The exit named after the format converts, alone or behind a header.
 TEST_F(UserExitTest, ExitNamedAfterTheFormatConverts) {
   Conversion c(Ints(true, {1, -2, 0x01020304}), kBigEbcdic, kLittleAscii, "ZXVSWAP ", 64);
   EXPECT_EQ(c.Run(), 0);
@@ -38,13 +39,10 @@ TEST_F(UserExitTest, ExitNamedAfterTheFormatConverts) {
   EXPECT_EQ(c.Result(), Ints(false, {1, -2, 0x01020304}));
   EXPECT_EQ(c.req.ResultEncoding, kLittleAscii.encoding);
   EXPECT_EQ(c.req.ResultCCSID, kLittleAscii.ccsid);
-}
-
-TEST_F(UserExitTest, ExitConvertsWhatFollowsAHeader) {
-  const Vec in = dctest::Dlh(kBigEbcdic, "ZXVSWAP").Raw(Ints(true, {7, 8})).bytes();
-  Conversion c(in, kBigEbcdic, kLittleAscii, "KWDEAD  ", 512);
-  EXPECT_EQ(c.Run(), 0);
-  EXPECT_EQ(c.Result(), dctest::Dlh(kLittleAscii, "ZXVSWAP").Raw(Ints(false, {7, 8})).bytes());
+  Conversion h(dctest::Dlh(kBigEbcdic, "ZXVSWAP").Raw(Ints(true, {7, 8})).bytes(), kBigEbcdic,
+               kLittleAscii, "KWDEAD  ", 512);
+  EXPECT_EQ(h.Run(), 0);
+  EXPECT_EQ(h.Result(), dctest::Dlh(kLittleAscii, "ZXVSWAP").Raw(Ints(false, {7, 8})).bytes());
 }
 
 TEST_F(UserExitTest, ExitFailureReasonsAndTruncation) {
