@@ -89,20 +89,29 @@ TEST_F(MessageHandleLockTest, LockTypesAgainstHandleStates) {
   }
 }
 
-TEST_F(MessageHandleLockTest, ThreadLockCountsAndReleases) {
+TEST_F(MessageHandleLockTest, ThreadLockCountsReleasesAndTraces) {
   MsgHandle* h = HandleAt(Create(kUnassoc));
+  TraceLines trace;
+  ASSERT_EQ(Lock(h, ZST_LOCK_THREAD), KWRC_NONE);
   ASSERT_EQ(Lock(h, ZST_LOCK_THREAD), KWRC_NONE);
   ASSERT_EQ(Lock(h, ZST_LOCK_THREAD_FORCED), KWRC_NONE);
-  EXPECT_EQ(h->TidRecursionCount, 2u);
+  EXPECT_EQ(h->TidRecursionCount, 3u);
   EXPECT_NE(h->OwningTid, 0u);
   EXPECT_NE(h->OwningPid, 0u);
-  EXPECT_EQ(Release(h, ZST_LOCK_THREAD), ZXVRC_OK);
-  EXPECT_EQ(h->TidRecursionCount, 1u);
-  EXPECT_NE(h->OwningTid, 0u);
-  EXPECT_EQ(Release(h, ZST_LOCK_THREAD), ZXVRC_OK);
-  EXPECT_EQ(h->TidRecursionCount, 0u);
-  EXPECT_EQ(h->OwningTid, 0u);
+  ASSERT_EQ(Lock(h, ZST_LOCK_EXCLUSIVE), KWRC_MSG_HANDLE_IN_USE);
+  for (uint32_t left : {2u, 1u, 0u}) {
+    EXPECT_EQ(Release(h, ZST_LOCK_THREAD), ZXVRC_OK);
+    EXPECT_EQ(h->TidRecursionCount, left);
+    EXPECT_EQ(h->OwningTid != 0u, left != 0u);
+  }
   EXPECT_EQ(h->OwningPid, 0u);
+  for (const char* text :
+       {"OwningHConn: -1, OwningHObj: -1", "Message handle available for thread locking",
+        "Message handle currently in use by Pid:",
+        "Message handle owned by executing thread, TidRecursionCount: 1",
+        "Exclusive message handle access not achieved", "TidRecursionCount: 2"}) {
+    EXPECT_TRUE(trace.Contains(text)) << text;
+  }
 }
 
 TEST_F(MessageHandleLockTest, ObjectLockBelongsToItsObject) {
@@ -154,23 +163,6 @@ TEST_F(MessageHandleLockTest, MutexRequiredButMissingAndUnknownLockType) {
   const uint32_t records = xcsFailureRecordCount();
   EXPECT_EQ(Lock(h, 7), KWRC_UNEXPECTED_ERROR);
   EXPECT_EQ(xcsFailureRecordCount(), records + 1);
-}
-
-TEST_F(MessageHandleLockTest, TraceTextsOfLockAndRelease) {
-  MsgHandle* h = HandleAt(Create(kUnassoc));
-  TraceLines trace;
-  ASSERT_EQ(Lock(h, ZST_LOCK_THREAD), KWRC_NONE);
-  ASSERT_EQ(Lock(h, ZST_LOCK_THREAD), KWRC_NONE);
-  ASSERT_EQ(Lock(h, ZST_LOCK_EXCLUSIVE), KWRC_MSG_HANDLE_IN_USE);
-  ASSERT_EQ(Release(h, ZST_LOCK_THREAD), ZXVRC_OK);
-  for (const char* text :
-       {"OwningHConn: -1, OwningHObj: -1", "Message handle available for thread locking",
-        "Message handle currently in use by Pid:",
-        "Message handle owned by executing thread, "
-        "TidRecursionCount: 1",
-        "Exclusive message handle access not achieved", "TidRecursionCount: 1"}) {
-    EXPECT_TRUE(trace.Contains(text)) << text;
-  }
 }
 
 TEST_F(MessageHandleLockTest, PropertyCallsMeetAHandleHeldElsewhere) {

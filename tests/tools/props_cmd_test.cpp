@@ -3,7 +3,6 @@
 // version, floats read back exactly, refused inputs end in "reason <code>"
 // and malformed ones are usage errors.
 #include <algorithm>
-#include <cstring>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -105,28 +104,32 @@ TEST_F(PropsCmdTest, FloatsArePrintedShortAndExact) {
       << "the float32 nearest 16777217";
 }
 
-TEST_F(PropsCmdTest, DescriptorVersionTwoCarriesTheDescriptorFields) {
-  json x = kEveryType;
-  x["descriptor"] = json::parse(R"({"Format": "MYFMT", "Priority": 4, "MsgSeqNumber": 3,
-      "CorrelId": "0102030405060708090a0b0c0d0e0f101112131415161718", "ReplyToQ": "REPLY.Q"})");
-  const json out = RoundTrip(x, {"--md-version", "2"}, {"--md"}, "body");
-  EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(x));
-  EXPECT_EQ(out["body_offset"].get<size_t>(), encoded_.size() - 4);
-  int32_t version = 0;
-  std::memcpy(&version, encoded_.data() + 4, 4);
-  EXPECT_EQ(version, 2);
-  EXPECT_EQ(encoded_.substr(32, 8), "KWHRF2  ");
-  EXPECT_EQ(encoded_.substr(364, 4), "RFH ");
-}
-
-TEST_F(PropsCmdTest, DescriptorVersionOnePutsGroupFieldsInAnExtension) {
-  json x = kEveryType;
-  x["descriptor"] = json::parse(R"({"MsgSeqNumber": 2, "Priority": 1})");
-  const json out = RoundTrip(x, {"--md-version", "1"}, {"--md"});
-  EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(x));
-  EXPECT_EQ(encoded_.substr(32, 8), "KWHMDE  ");
-  EXPECT_EQ(encoded_.substr(324, 4), "MDE ");
-  EXPECT_EQ(encoded_.substr(324 + 72, 4), "RFH ");
+// A version 2 descriptor carries its fields in front of the header; on
+// version 1 the group fields go into an extension between the two.
+TEST_F(PropsCmdTest, DescriptorInFrontOfTheHeader) {
+  struct Case {
+    const char* version;
+    const char* descriptor;
+    const char* format;  // the descriptor's
+    size_t header_at;
+  } const cases[] = {
+      {"2",
+       R"({"Format": "MYFMT", "Priority": 4, "MsgSeqNumber": 3, "ReplyToQ": "REPLY.Q",
+           "CorrelId": "0102030405060708090a0b0c0d0e0f101112131415161718"})",
+       "KWHRF2  ", 364},
+      {"1", R"({"MsgSeqNumber": 2, "Priority": 1})", "KWHMDE  ", 324 + 72},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.version);
+    json x = kEveryType;
+    x["descriptor"] = json::parse(c.descriptor);
+    const json out = RoundTrip(x, {"--md-version", c.version}, {"--md"}, "body");
+    EXPECT_EQ(Sorted(WithoutOffset(out)), Sorted(x));
+    EXPECT_EQ(out["body_offset"].get<size_t>(), encoded_.size() - 4);
+    EXPECT_EQ(encoded_[4], c.version[0] - '0');
+    EXPECT_EQ(encoded_.substr(32, 8), c.format);
+    EXPECT_EQ(encoded_.substr(c.header_at, 4), "RFH ");
+  }
 }
 
 TEST_F(PropsCmdTest, NoPropertiesNoHeader) {
