@@ -268,19 +268,11 @@ TEST_F(PropertyNamesTest, RowsJudgeBytesByTheirOwnCodePage) {
     const char* bytes;
     KWLONG reason;
   } cases[] = {
-      {1252,
-       "\x8A"
-       "a",
-       KWRC_NONE},  // S caron
-      {37,
-       "\x8A"
-       "a",
-       KWRC_PROPERTY_NAME_ERROR},               // left guillemet
-      {37, "\x51", KWRC_NONE},                  // e acute
+      // Single bytes of 819, 37 and 1252 are in the character table's own
+      // test; here the rows that differ from their neighbours.
       {500, "\x51", KWRC_NONE},                 // e acute
       {37, "\x4A", KWRC_NONE},                  // cent sign, a currency symbol
       {500, "\x4A", KWRC_PROPERTY_NAME_ERROR},  // left bracket
-      {819, "\xE9", KWRC_NONE},                 // e acute
       {819, "a\x8A", KWRC_NONE},                // a C1 control: ignorable, so part only
       {819, "\x8A", KWRC_PROPERTY_NAME_ERROR},
       {819, "\xC1\xC2", KWRC_NONE},                // A grave, A circumflex

@@ -171,16 +171,6 @@ TEST(Rfh2Insert, RefusesDataEndingInsideAHeaderInFront) {
   }
 }
 
-TEST(Rfh2Insert, TooSmallABufferSaysHowLongItMustBe) {
-  Message m = Chain().Xqh().Body().Build();
-  const Message before = m;
-  const std::vector<uint8_t> header = NewHeader();
-  const Inserted r = Insert(m, header, header.size() - 1);
-  EXPECT_EQ(r.reason, KWRC_HEADERS_TOO_BIG);
-  EXPECT_EQ(r.new_length, before.data.size() + header.size());
-  EXPECT_EQ(m.data, before.data);
-}
-
 TEST(Rfh2Insert, RefusesAHeaderThatIsNotAWholeKwrfh2) {
   struct Case {
     const char* name;
@@ -205,9 +195,16 @@ TEST(Rfh2Insert, RefusesAHeaderThatIsNotAWholeKwrfh2) {
   }
 }
 
-TEST(Rfh2Insert, MisuseIsRefused) {
-  Message m = Chain().Body().Build();
+TEST(Rfh2Insert, TooSmallABufferAndMisuseAreRefused) {
   const std::vector<uint8_t> header = NewHeader();
+  Message small = Chain().Xqh().Body().Build();
+  const Message before = small;
+  const Inserted r = Insert(small, header, header.size() - 1);
+  EXPECT_EQ(r.reason, KWRC_HEADERS_TOO_BIG);
+  EXPECT_EQ(r.new_length, before.data.size() + header.size()) << "the length it must be";
+  EXPECT_EQ(small.data, before.data);
+
+  Message m = Chain().Body().Build();
   KWLONG cc;
   KWLONG rc;
   const uint32_t records = xcsFailureRecordCount();

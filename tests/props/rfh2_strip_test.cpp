@@ -139,7 +139,7 @@ TEST(Rfh2Strip, MalformedFoldersAreRefusedBeforeAnythingMoves) {
   }
 }
 
-TEST(Rfh2Strip, RefusesABadFixedPart) {
+TEST(Rfh2Strip, RefusesABadFixedPartAndMissingPointers) {
   Message m = Chain().Rfh2(kFolders).Build();
   m.PutInt(8, 20);
   EXPECT_EQ(Strip(m, 0, {"usr"}).reason, KWRC_RFH2_STRUC_LENGTH_SHORT);
@@ -152,15 +152,13 @@ TEST(Rfh2Strip, RefusesABadFixedPart) {
   TraceLines trace;
   EXPECT_EQ(Strip(unknown, 0, {"usr"}).reason, KWRC_SOURCE_CCSID_ERROR);
   EXPECT_TRUE(trace.Contains("Invalid NameValueCCSID: 99999"));
-}
 
-TEST(Rfh2Strip, MissingPointersGiveUnexpectedError) {
+  // Missing pointers are an unexpected error on record.
   KWLONG cc;
   KWLONG rc;
   const uint32_t records = xcsFailureRecordCount();
   EXPECT_EQ(zrfStripFolders(nullptr, 40, 0, 546, nullptr, 0, nullptr, &cc, &rc),
             KWRC_UNEXPECTED_ERROR);
-  Message m = Chain().Rfh2(kFolders).Build();
   EXPECT_EQ(zrfStripFolders(m.data.data(), 40, 0, 546, nullptr, 2, nullptr, &cc, &rc),
             KWRC_UNEXPECTED_ERROR);
   EXPECT_EQ(xcsFailureRecordCount(), records + 2);
