@@ -51,14 +51,6 @@ class TraceTest : public ::testing::Test {
   int saved_level_ = 0;
 };
 
-TEST_F(TraceTest, OffWritesNothing) {
-  xtrSetLevel(XTR_LEVEL_OFF);
-  const int32_t depth = xihGetThread()->TraceDepth;
-  TracedCalls();
-  EXPECT_TRUE(lines_.empty());
-  EXPECT_EQ(xihGetThread()->TraceDepth, depth);
-}
-
 // A trace line cut into its fields.
 struct Line {
   std::string time, thread, depth, mark, ident, rest;
@@ -85,7 +77,12 @@ bool IsTimestamp(const std::string& t) {
   return true;
 }
 
-TEST_F(TraceTest, FlowLevelWritesEntriesExitsAndParameters) {
+TEST_F(TraceTest, OffWritesNothingFlowWritesEntriesExitsAndParameters) {
+  xtrSetLevel(XTR_LEVEL_OFF);
+  const int32_t depth = xihGetThread()->TraceDepth;
+  TracedCalls();
+  EXPECT_TRUE(lines_.empty());
+  EXPECT_EQ(xihGetThread()->TraceDepth, depth);
   xtrSetLevel(XTR_LEVEL_FLOW);
   TracedCalls();
   ASSERT_EQ(lines_.size(), 5u);
