@@ -126,7 +126,7 @@ TEST_F(PropsHeaderEdgeTest, ApplicationCcsidComesFromKWCCSIDOrIs1208) {
 TEST_F(PropsHeaderEdgeTest, ExtensionAloneNamesTheBodyWhenThereAreNoProperties) {
   const KWHMSG a = Create();
   // Without properties or descriptor fields there is nothing to write.
-  const Headers nothing = ToHeaders(a, KWMD_VERSION_1);
+  const Headers nothing = ToHeaders(a, KWMD_VERSION_2);
   EXPECT_EQ(nothing.reason, KWRC_NONE);
   EXPECT_EQ(nothing.cc, KWCC_OK);
   EXPECT_EQ(nothing.length, 0u);
