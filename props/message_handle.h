@@ -339,6 +339,10 @@ inline uint8_t IndexNameFamily(PropertyIndex& index, int32_t nameCcsid, const ZR
 // node); null as CurrentIndex.
 PropertyIndex* EmptyIndexFor(MsgHandle* handle, uint8_t ccsidType);
 
+// EmptyIndexFor when the handle's block is big enough for it; null (and
+// nothing changed) when it would take storage.
+PropertyIndex* EmptyIndexInPlace(MsgHandle* handle, uint8_t ccsidType);
+
 // Decodes into *node the node named exactly `name` (bytes in the list's
 // CCSID). False when the list has no such node.
 bool IndexFind(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
@@ -401,5 +405,21 @@ bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd
 // list's CCSID: *info describes the node, which is recorded in the cursor.
 bool GetPropertyFast(MsgHandle* handle, const PropertyName& name, ZRFPROPINFO* info,
                      KWLONG* reason);
+
+// ---------------------------------------------------------------------------
+// Express paths of set and inquire (message_handle_express.cpp): the whole
+// of zstSetMessageProperty and zstInquireMessageProperty, lock to release,
+// for their common case, to be called while trace is off. Each returns false,
+// having changed nothing, when the call is not that case (the caller then
+// runs the general path); true with the call's reason otherwise.
+
+bool SetPropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const KWCHARV* pName,
+                        const KWPD* pd, KWLONG type, KWLONG valueLength, const void* value,
+                        MsgHandleAnchor* anchor, KWLONG* reason);
+
+bool InquirePropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, KWIMPO* impo,
+                            const KWCHARV* pName, KWPD* pd, KWLONG* type, KWLONG valueLength,
+                            void* value, KWLONG* dataLength, MsgHandleAnchor* anchor,
+                            KWLONG* reason);
 
 }  // namespace zxv::props

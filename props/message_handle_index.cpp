@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "props/byte_words.h"
 #include "props/message_handle.h"
 #include "props/name_parts.h"
 #include "props/property_store.h"
@@ -51,27 +52,12 @@ constexpr uint64_t kOnes = 0x0101010101010101ull;
 constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Full;
 
 // The hash of a key: its whole 8-byte words mixed in one by one, then the
-// last 0 to 7 bytes and the length. A name's prefixes share the state after
-// their common whole words, so that the keys of one name take one pass.
-inline uint64_t MixWord(uint64_t h, const uint8_t* p) {
-  uint64_t w;
-  std::memcpy(&w, p, 8);
+// last 0 to 7 bytes (as one word, zero above) and the length. A name's
+// prefixes share the state after their common whole words, so that the keys
+// of one name take one pass.
+inline uint64_t MixWord(uint64_t h, uint64_t w) {
   h = (h ^ w) * kHashMultiplier;
   return h ^ (h >> 32);
-}
-
-// The last `n` (0..7) bytes at `p`, read in overlapping pieces so that no
-// read leaves them.
-inline uint64_t TailWord(const uint8_t* p, uint32_t n) {
-  if (n >= 4) {
-    uint32_t first;
-    uint32_t last;
-    std::memcpy(&first, p, 4);
-    std::memcpy(&last, p + n - 4, 4);
-    return first | (uint64_t{last} << 32);
-  }
-  if (n == 0) return 0;
-  return p[0] | (uint64_t{p[n / 2]} << 8) | (uint64_t{p[n - 1]} << 16);
 }
 
 inline uint32_t FinishHash(uint64_t h, uint64_t tail, uint32_t length) {
@@ -80,11 +66,21 @@ inline uint32_t FinishHash(uint64_t h, uint64_t tail, uint32_t length) {
   return static_cast<uint32_t>(h);
 }
 
+// The low `n` (0..7) bytes of `w`.
+inline uint64_t LowBytes(uint64_t w, uint32_t n) { return w & ((uint64_t{1} << (8 * n)) - 1); }
+
 inline uint32_t HashKey(const uint8_t* p, uint32_t n) {
   uint64_t h = kHashSeed;
   uint32_t at = 0;
-  for (; at + 8 <= n; at += 8) h = MixWord(h, p + at);
-  return FinishHash(h, TailWord(p + at, n - at), n);
+  for (; at + 8 <= n; at += 8) h = MixWord(h, Load64(p + at));
+  return FinishHash(h, LoadUpTo8(p + at, n - at), n);
+}
+
+// 0x80 in each byte of `w` that equals the byte repeated in `stops`, and
+// in no other: exact, unlike the usual test for a zero byte.
+inline uint64_t StopBytes(uint64_t w, uint64_t stops) {
+  const uint64_t x = w ^ stops;
+  return ~(((x & kLow7) + kLow7) | x | kLow7);
 }
 
 inline uint32_t FirstSlot(const PropertyIndex& index, uint32_t hash) {
@@ -110,6 +106,26 @@ uint64_t NextPowerOfTwo(uint64_t n) {
 inline bool NodeAt(const ZRFPROPS* list, uint32_t offset, NodeView* node) {
   if (offset < kHeaderLength || offset >= list->StrucLen) return false;
   return DecodeNode(ListBytes(list) + offset, list->StrucLen - offset, node);
+}
+
+// The end of the node at `offset` (its offset plus its padded length),
+// when a whole node with a known layout lies there inside the list.
+[[gnu::always_inline]] inline bool NodeEnd(const ZRFPROPS* list, uint32_t offset, uint32_t* end) {
+  if (offset < kHeaderLength || offset >= list->StrucLen) return false;
+  const uint32_t available = list->StrucLen - offset;
+  if (available < 4) return false;
+  const uint8_t* node = ListBytes(list) + offset;
+  const NodeLayout* layout = LayoutOf(LoadU32(node));
+  if (layout == nullptr) return false;
+  // The fixed part must lie inside the list before its lengths are read.
+  const uint32_t lengthEnd = layout->variable() ? uint32_t{layout->length_offset} + 4 : 0;
+  if (available < layout->name_offset || available < lengthEnd) return false;
+  uint64_t raw = layout->name_offset + uint64_t{LoadU16(node + layout->name_length_offset)};
+  if (layout->variable()) raw += uint64_t{LoadU32(node + layout->length_offset)} + 1;
+  const uint64_t padded = PadToNodeAlignment(raw);
+  if (padded > available) return false;
+  *end = offset + static_cast<uint32_t>(padded);
+  return true;
 }
 
 // True when the key of `slot` (the start of one of its nodes' names) is
@@ -155,43 +171,41 @@ inline bool NodeAt(const ZRFPROPS* list, uint32_t offset, NodeView* node) {
 }
 
 // The keys of a name: the end of each run of leading parts, then the whole
-// name, with their hashes, in one pass. False for a name of more parts than
-// IndexKeys holds.
+// name, with their hashes, in one pass over its words. False for a name of
+// more parts than IndexKeys holds.
 [[gnu::always_inline]] inline bool ComputeKeys(const PropertyIndex& index, const uint8_t* name,
                                                uint32_t length, IndexKeys* keys) {
   uint32_t count = 0;
   uint64_t h = kHashSeed;  // over the whole words before `word`
   uint32_t word = 0;
-  if (index.hasStop) {
-    const uint64_t stops = kOnes * index.stop;
-    for (; word + 8 <= length; word += 8) {
-      uint64_t w;
-      std::memcpy(&w, name + word, 8);
-      // 0x80 in each byte of w that is the full stop, exactly.
-      const uint64_t x = w ^ stops;
-      uint64_t found = ~(((x & kLow7) + kLow7) | x | kLow7);
-      while (found != 0) {
-        const uint32_t at = word + static_cast<uint32_t>(__builtin_ctzll(found) / 8);
-        found &= found - 1;
+  const uint64_t stops = kOnes * index.stop;
+  for (; word + 8 <= length; word += 8) {
+    const uint64_t w = Load64(name + word);
+    if (index.hasStop) {
+      for (uint64_t found = StopBytes(w, stops); found != 0; found &= found - 1) {
+        const uint32_t n = static_cast<uint32_t>(__builtin_ctzll(found) / 8);
         if (count == IndexKeys::kMax - 1) return false;
-        keys->length[count] = at;
-        keys->hash[count] = FinishHash(h, TailWord(name + word, at - word), at);
+        keys->length[count] = word + n;
+        keys->hash[count] = FinishHash(h, LowBytes(w, n), word + n);
         ++count;
       }
-      h = MixWord(h, name + word);
     }
-    for (uint32_t at = word; at < length; ++at) {
-      if (name[at] != index.stop) continue;
+    h = MixWord(h, w);
+  }
+  const uint32_t rest = length - word;
+  const uint64_t w = LoadUpTo8(name + word, rest);
+  if (index.hasStop && rest != 0) {
+    // The bytes above the name's are 0, which a full stop never is.
+    for (uint64_t found = StopBytes(w, stops); found != 0; found &= found - 1) {
+      const uint32_t n = static_cast<uint32_t>(__builtin_ctzll(found) / 8);
       if (count == IndexKeys::kMax - 1) return false;
-      keys->length[count] = at;
-      keys->hash[count] = FinishHash(h, TailWord(name + word, at - word), at);
+      keys->length[count] = word + n;
+      keys->hash[count] = FinishHash(h, LowBytes(w, n), word + n);
       ++count;
     }
-  } else {
-    for (; word + 8 <= length; word += 8) h = MixWord(h, name + word);
   }
   keys->length[count] = length;
-  keys->hash[count] = FinishHash(h, TailWord(name + word, length - word), length);
+  keys->hash[count] = FinishHash(h, w, length);
   keys->count = count + 1;
   keys->foundId = 0;
   return true;
@@ -376,6 +390,14 @@ PropertyIndex* EmptyIndexFor(MsgHandle* handle, uint8_t ccsidType) {
   return index;
 }
 
+PropertyIndex* EmptyIndexInPlace(MsgHandle* handle, uint8_t ccsidType) {
+  PropertyIndex* index = IndexOf(handle);
+  if (index == nullptr || index->slotCount < kMinSlots || index->idCapacity < kMinIds) {
+    return nullptr;
+  }
+  return EmptyIndexFor(handle, ccsidType);
+}
+
 uint8_t IndexNameFamilyOf(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL* pal) {
   index.family = NameFamilyOf(nameCcsid, pal);  // depends on the CCSID only
   index.familyCcsid = nameCcsid;
@@ -384,22 +406,30 @@ uint8_t IndexNameFamilyOf(PropertyIndex& index, int32_t nameCcsid, const ZRFPAL*
 
 bool IndexFind(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
                uint32_t length, NodeView* node) {
-  IndexSlot* free;
-  const IndexSlot* slot = FindSlot(index, list, name, length, HashKey(name, length), &free);
-  if (slot == nullptr || slot->exactId == 0) return false;
-  // The slot's node begins with the name; it must be no longer.
-  return NodeAt(list, index.offsets[slot->exactId], node) && node->name_length == length;
+  // A key has one slot at most, so the first node of this exact name is
+  // the answer, and a free slot ends the search.
+  const uint32_t hash = HashKey(name, length);
+  const uint32_t mask = index.slotCount - 1;
+  for (uint32_t i = FirstSlot(index, hash);; i = (i + 1) & mask) {
+    const IndexSlot& slot = index.slots[i];
+    if (!SlotInUse(index, slot)) return false;
+    if (slot.hash == hash && slot.keyLength == length && slot.exactId != 0 &&
+        NodeAt(list, index.offsets[slot.exactId], node) && node->name_length == length &&
+        SameName(node->name, name, length)) {
+      return true;
+    }
+  }
 }
 
 bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
                  uint32_t length, IndexKeys* keys, bool* found, uint32_t* offset,
                  NodeView* existing) {
   if (!ComputeKeys(index, name, length, keys)) return false;  // the walk will tell
-  for (uint32_t k = 0; k < keys->count; ++k) {
-    keys->slot[k] = FindSlot(index, list, name, keys->length[k], keys->hash[k], &keys->free[k]);
-  }
+  const uint32_t last = keys->count - 1;
   *found = false;
-  const IndexSlot* whole = keys->slot[keys->count - 1];
+  IndexSlot* whole =
+      FindSlot(index, list, name, keys->length[last], keys->hash[last], &keys->free[last]);
+  keys->slot[last] = whole;
   if (whole != nullptr && whole->exactId != 0) {
     const uint32_t at = index.offsets[whole->exactId];
     if (!NodeAt(list, at, existing)) return false;
@@ -410,17 +440,22 @@ bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t
       return true;
     }
   }
-  // A new name goes after the last node of the deepest group it joins.
-  for (uint32_t k = keys->count; k-- > 0;) {
-    const IndexSlot* slot = keys->slot[k];
-    if (slot == nullptr || slot->lastId == 0) continue;
-    const uint32_t at = index.offsets[slot->lastId];
-    NodeView node;
-    if (!NodeAt(list, at, &node)) return false;
-    *offset = at + node.length;
+  // A new name goes after the last node of the deepest group it joins; the
+  // keys of the groups it does not join are found too, for
+  // IndexNoteInserted.
+  uint32_t groupLast = whole != nullptr ? whole->lastId : 0;
+  for (uint32_t k = last; k-- > 0;) {
+    IndexSlot* slot = FindSlot(index, list, name, keys->length[k], keys->hash[k], &keys->free[k]);
+    keys->slot[k] = slot;
+    if (groupLast == 0 && slot != nullptr) groupLast = slot->lastId;
+  }
+  if (groupLast == 0) {
+    *offset = list->StrucLen;  // no group to join: the end of the list
     return true;
   }
-  *offset = list->StrucLen;  // no group to join: the end of the list
+  uint32_t end;
+  if (!NodeEnd(list, index.offsets[groupLast], &end)) return false;
+  *offset = end;
   return true;
 }
 

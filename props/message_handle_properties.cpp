@@ -238,10 +238,15 @@ ZXV_API KWLONG zstSetMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHMSG h
                                      const void* pValue, MsgHandleAnchor* pAnchor,
                                      KWLONG* pCompCode, KWLONG* pReason) {
   constexpr uint32_t fn = zp::kFnSetMessageProperty;
+  KWLONG reason;
+  if (!xtr_active(XTR_LEVEL_FLOW) &&
+      zp::SetPropertyExpress(pThread, hConn, hMsg, pName, pPropDesc, Type, ValueLength, pValue,
+                             pAnchor, &reason)) {
+    return Finish(reason, fn, pCompCode, pReason);
+  }
   xtr_FNC_entry(zxv::kComponent, fn);
   xtr_parms(zxv::kComponent, fn, "hConn: %d, hMsg: 0x%llx, Type: %d, ValueLength: %d", hConn,
             static_cast<unsigned long long>(hMsg), Type, ValueLength);
-  KWLONG reason;
   {
     zp::PropertyCallLock lock(pThread, hConn, hMsg, pAnchor, "zstSetMessageProperty", fn);
     reason = lock.reason();
@@ -261,12 +266,17 @@ ZXV_API KWLONG zstInquireMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHM
                                          MsgHandleAnchor* pAnchor, KWLONG* pCompCode,
                                          KWLONG* pReason) {
   constexpr uint32_t fn = zp::kFnInquireMessageProperty;
+  KWLONG reason;
+  if (!xtr_active(XTR_LEVEL_FLOW) &&
+      zp::InquirePropertyExpress(pThread, hConn, hMsg, pInqPropOpts, pName, pPropDesc, pType,
+                                 ValueLength, pValue, pDataLength, pAnchor, &reason)) {
+    return Finish(reason, fn, pCompCode, pReason);
+  }
   xtr_FNC_entry(zxv::kComponent, fn);
   xtr_parms(zxv::kComponent, fn, "hConn: %d, hMsg: 0x%llx, Options: 0x%X", hConn,
             static_cast<unsigned long long>(hMsg),
             pInqPropOpts != nullptr ? pInqPropOpts->Options : 0);
   if (pDataLength != nullptr) *pDataLength = 0;
-  KWLONG reason;
   {
     zp::PropertyCallLock lock(pThread, hConn, hMsg, pAnchor, "zstInquireMessageProperty", fn);
     reason = lock.reason();

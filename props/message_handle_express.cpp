@@ -1,0 +1,420 @@
+// The express paths of set and inquire: the whole call, from the exported
+// function's lock to its release, for the case that nearly every call is: a
+// handle of a connection (no mutex) that the calling thread may lock, trace
+// off, a name in the list's CCSID that is not a descriptor field, a value of
+// a value type, an index that describes the list. Each path checks that it
+// applies before it changes anything and returns false when it does not, so
+// that the caller runs the general path from the start; once it has changed
+// something it finishes the call with the general path's result.
+//
+// The lock of a property call (type 0) is taken and given back within the
+// call. On a handle that no thread holds, or that the calling thread holds,
+// taking and giving back leave the owner fields as they were, so the express
+// paths only check that the lock would be granted and write nothing.
+#include <cstring>
+
+#include "props/byte_words.h"
+#include "props/descriptor_fields.h"
+#include "props/message_handle.h"
+#include "props/name_parts.h"
+#include "props/property_names.h"
+#include "props/property_store.h"
+#include "zxvxcs2/xcs_ccsid.h"
+
+namespace zxv::props {
+namespace {
+
+// The handle when the call's lock would be granted and given back with no
+// trace and no change: a connection's handle without a mutex, free (count
+// 0) or held by the calling thread (count neither 0 nor about to wrap).
+[[gnu::always_inline]] inline MsgHandle* ExpressHandle(xihTHREAD* thread, KWHCONN hConn,
+                                                       KWHMSG hMsg, MsgHandleAnchor* anchor) {
+  if (IsUnassociated(hConn) || anchor == nullptr || hMsg == KWHM_NONE ||
+      hMsg == KWHM_UNUSABLE_HMSG || VerifyHandle(hMsg, anchor) != KWRC_NONE) {
+    return nullptr;
+  }
+  MsgHandle* handle = HandleOf(hMsg);
+  if (handle->hMutex != nullptr) return nullptr;
+  if (handle->OwningPid == 0 && handle->OwningTid == 0) {
+    return handle->TidRecursionCount == 0 ? handle : nullptr;
+  }
+  const auto pid = static_cast<uint32_t>(xihCurrentProcessId());
+  const uint32_t tid = (thread != nullptr ? thread : xihCurrentThread())->ThreadId;
+  if (handle->OwningPid != pid || handle->OwningTid != tid) return nullptr;
+  return handle->TidRecursionCount != 0 && handle->TidRecursionCount != UINT32_MAX ? handle
+                                                                                   : nullptr;
+}
+
+// The name a KWCHARV gives with a length and a CCSID other than the
+// application's; false for everything else (the general path resolves it).
+[[gnu::always_inline]] inline bool ExpressName(const KWCHARV* v, PropertyName* out) {
+  if (v == nullptr || v->VSPtr == nullptr || v->VSLength <= 0 || v->VSCCSID == KWCCSI_APPL) {
+    return false;
+  }
+  out->data = static_cast<const uint8_t*>(v->VSPtr);
+  out->length = static_cast<uint32_t>(v->VSLength);
+  out->ccsid = v->VSCCSID;
+  return true;
+}
+
+// The internal code of a value type (KWTYPE_NULL .. KWTYPE_STRING, each a
+// power of two); ZRF_TYPE_AS_STORED for anything else.
+inline uint32_t ExpressTypeOf(KWLONG type) {
+  // By the bit that is set: 2 null, 4 boolean, 8 byte string, 16 int8, 32
+  // int16, 64 int32, 128 int64, 256 float32, 512 float64, 1024 string.
+  static constexpr uint8_t kByBit[11] = {ZRF_TYPE_AS_STORED,   ZRF_TYPE_NULL,  ZRF_TYPE_BOOLEAN,
+                                         ZRF_TYPE_BYTE_STRING, ZRF_TYPE_INT8,  ZRF_TYPE_INT16,
+                                         ZRF_TYPE_INT32,       ZRF_TYPE_INT64, ZRF_TYPE_FLOAT32,
+                                         ZRF_TYPE_FLOAT64,     ZRF_TYPE_STRING};
+  const auto t = static_cast<uint32_t>(type);
+  if (t < KWTYPE_NULL || t > KWTYPE_STRING || (t & (t - 1)) != 0) return ZRF_TYPE_AS_STORED;
+  return kByBit[__builtin_ctz(t)];
+}
+
+// The list when the express paths may work on it (see FastList in
+// message_handle_fast_path.cpp, whose checks these are): usable, not
+// verifying itself, taking a name of `nameCcsid` without conversion. An
+// empty list without a CCSID takes the store's with its first node (*adopt).
+[[gnu::always_inline]] inline ZRFPROPS* ExpressList(const MsgHandle* handle, int32_t nameCcsid,
+                                                    int32_t* ccsid, uint8_t* ccsidType,
+                                                    bool* adopt) {
+  ZRFPROPS* list = handle->pProps;
+  if (list == nullptr || handle->PropsSize < kHeaderLength ||
+      std::memcmp(list->StrucId, ZRFP_STRUC_ID, sizeof list->StrucId) != 0 ||
+      (list->VersionFlags & (ZRFP_VERSION_MASK | ZRFP_FLAG_VERIFY)) != ZRFP_VERSION_1 ||
+      list->StrucLen < kHeaderLength || list->StrucLen > handle->PropsSize) {
+    return nullptr;
+  }
+  *adopt = list->CCSID == 0;
+  if (*adopt) {
+    if (list->StrucLen != kHeaderLength) return nullptr;
+    *ccsid = kStoreCcsid;
+    *ccsidType = XCS_CCSID_TYPE_UTF8;
+  } else {
+    *ccsid = list->CCSID;
+    *ccsidType = list->CCSIDType;
+  }
+  return NeedsConversion(nameCcsid, *ccsid) ? nullptr : list;
+}
+
+// The first characters of the names that live in the message descriptor.
+class DescriptorInitials {
+ public:
+  DescriptorInitials() {
+    for (NameId id = ZRF_NAME_FAMILY_KWMD * 100; id < (ZRF_NAME_FAMILY_PSC + 1) * 100; ++id) {
+      if (FindDescriptorMapping(id) == nullptr) continue;
+      if (const char* text = KnownNameText(id); text != nullptr) {
+        initial_[static_cast<uint8_t>(text[0])] = true;
+      }
+    }
+  }
+  bool Has(uint8_t c) const { return initial_[c]; }
+
+ private:
+  bool initial_[256] = {};
+};
+
+// Built when the library is loaded, from constant tables: no guard on the
+// path.
+const DescriptorInitials kDescriptorInitials;
+
+// True when the name may live in the descriptor: DescriptorMappingOf,
+// answered at once for a name of an ASCII-based family whose first
+// character begins no descriptor name.
+[[gnu::always_inline]] inline bool MayBeDescriptorName(const PropertyName& name, uint8_t family) {
+  if ((family == ZRF_CCSIDTYPE_ASCII || family == ZRF_CCSIDTYPE_UTF8) &&
+      !kDescriptorInitials.Has(name.data[0])) {
+    return false;
+  }
+  return DescriptorMappingOf(name.data, name.length, family) != nullptr;
+}
+
+// CopyShort, always inline: names and values here are a few bytes.
+[[gnu::always_inline]] inline void CopyBytes(uint8_t* to, const uint8_t* from, uint32_t n) {
+  if (n > 16) {
+    std::memcpy(to, from, n);
+  } else if (n >= 8) {
+    const uint64_t a = Load64(from);
+    const uint64_t b = Load64(from + n - 8);
+    std::memcpy(to, &a, 8);
+    std::memcpy(to + n - 8, &b, 8);
+  } else if (n >= 4) {
+    const auto a = static_cast<uint32_t>(Load32(from));
+    const auto b = static_cast<uint32_t>(Load32(from + n - 4));
+    std::memcpy(to, &a, 4);
+    std::memcpy(to + n - 4, &b, 4);
+  } else {
+    for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
+  }
+}
+
+// The external type of a value type's internal code (ExternalTypeOf).
+inline KWLONG ExternalTypeOfValue(uint32_t code) {
+  static constexpr KWLONG kExternal[ZRF_TYPE_NULL + 1] = {
+      KWTYPE_STRING, KWTYPE_BOOLEAN, KWTYPE_BYTE_STRING, KWTYPE_INT8,    KWTYPE_INT16,
+      KWTYPE_INT32,  KWTYPE_INT64,   KWTYPE_FLOAT32,     KWTYPE_FLOAT64, KWTYPE_NULL};
+  return kExternal[code];
+}
+
+// WriteNodeAs for a value type (code 0..9), with the copies inline.
+[[gnu::always_inline]] inline void WriteValueNode(uint8_t* at, const NodeSpec& spec,
+                                                  const NodeLayout& layout, uint32_t paddedLength) {
+  StoreU32(at + paddedLength - 4, 0);  // the padding, before the bytes over it
+  StoreU32(at, spec.type_flags);
+  StoreU32(at + 4, spec.support);
+  uint8_t* value = at + layout.fixed_offset;
+  switch (spec.type_flags & ZRF_TYPE_MASK) {
+    case ZRF_TYPE_STRING:
+    case ZRF_TYPE_BYTE_STRING:
+      StoreU32(at + layout.length_offset, spec.value_length);
+      break;
+    case ZRF_TYPE_INT8:
+      value[0] = spec.value[0];
+      break;
+    case ZRF_TYPE_INT16:
+      std::memcpy(value, spec.value, 2);
+      break;
+    case ZRF_TYPE_BOOLEAN:  // stored as 0 or 1 whatever non-zero value it came as
+      StoreU32(value, LoadU32(spec.value) != 0 ? 1u : 0u);
+      break;
+    case ZRF_TYPE_INT32:
+    case ZRF_TYPE_FLOAT32:
+      std::memcpy(value, spec.value, 4);
+      break;
+    case ZRF_TYPE_INT64:
+    case ZRF_TYPE_FLOAT64:
+      std::memcpy(value, spec.value, 8);
+      break;
+    default:  // null: no value
+      break;
+  }
+  StoreU16(at + layout.name_length_offset, static_cast<uint16_t>(spec.name_length));
+  at[layout.copy_offset] = spec.copy_options;
+  uint8_t* cursor = at + layout.name_offset;
+  CopyBytes(cursor, spec.name, spec.name_length);
+  if (layout.variable()) {
+    cursor += spec.name_length;
+    CopyBytes(cursor, spec.value, spec.value_length);
+    cursor[spec.value_length] = 0;
+  }
+}
+
+[[gnu::always_inline]] inline bool InsideList(const ZRFPROPS* list, uint32_t size, const void* p,
+                                              uint32_t length) {
+  if (p == nullptr || length == 0) return false;
+  const uint8_t* begin = ListBytes(list);
+  const auto* q = static_cast<const uint8_t*>(p);
+  return q < begin + size && q + length > begin;
+}
+
+// Writes the node of `spec` (`newLength` bytes padded, of `layout`) at
+// `offset` in place of `oldLength` bytes there (0: a new node) and keeps
+// StrucLen and PropsLen. Nothing changes on failure.
+[[gnu::always_inline]] inline KWLONG PutNode(MsgHandle* handle, const NodeSpec& spec,
+                                             const NodeLayout& layout, uint32_t newLength,
+                                             uint32_t offset, uint32_t oldLength,
+                                             uint32_t oldPropsLen) {
+  if (newLength > oldLength &&
+      newLength - oldLength > handle->PropsSize - handle->pProps->StrucLen) {
+    ZRFPAL pal = ListOf(handle);
+    if (const KWLONG reason = EnsureRoom(&pal, newLength - oldLength); reason != KWRC_NONE) {
+      return reason;
+    }
+    StoreList(handle, pal);
+  }
+  ZRFPROPS* list = handle->pProps;
+  uint8_t* bytes = ListBytes(list);
+  const uint32_t tail = offset + oldLength;
+  if (tail != list->StrucLen && newLength != oldLength) {
+    std::memmove(bytes + offset + newLength, bytes + tail, list->StrucLen - tail);
+  }
+  WriteValueNode(bytes + offset, spec, layout, newLength);
+  list->StrucLen = list->StrucLen - oldLength + newLength;
+  list->PropsLen = list->PropsLen - oldPropsLen + spec.name_length + spec.value_length;
+  return KWRC_NONE;
+}
+
+}  // namespace
+
+bool SetPropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const KWCHARV* pName,
+                        const KWPD* pd, KWLONG type, KWLONG valueLength, const void* value,
+                        MsgHandleAnchor* anchor, KWLONG* reason) {
+  MsgHandle* handle = ExpressHandle(thread, hConn, hMsg, anchor);
+  if (handle == nullptr) return false;
+
+  // The property descriptor as SetOnHandle takes it.
+  KWLONG support = KWPD_SUPPORT_OPTIONAL;
+  KWLONG context = KWPD_NO_CONTEXT;
+  KWLONG copyOptions = KWCOPY_DEFAULT;
+  if (pd != nullptr) {
+    support = handle->ValidationOff ? KWPD_SUPPORT_OPTIONAL : pd->Support;
+    context = pd->Context;
+    copyOptions = pd->CopyOptions;
+  }
+  if ((context & ~KWPD_USER_CONTEXT) != 0 || (copyOptions & ~KWCOPY_VALID_MASK) != 0) return false;
+  PropertyName name;
+  if (!ExpressName(pName, &name) || valueLength < 0) return false;
+  const uint32_t code = ExpressTypeOf(type);
+  if (code > ZRF_TYPE_NULL) return false;
+
+  int32_t listCcsid;
+  uint8_t listType;
+  bool adopt;
+  ZRFPROPS* list = ExpressList(handle, name.ccsid, &listCcsid, &listType, &adopt);
+  if (list == nullptr) return false;
+  // An index that needs no storage: the store's path builds or grows it.
+  PropertyIndex* index = static_cast<PropertyIndex*>(handle->Work.pIndex);
+  if (adopt) {
+    index = EmptyIndexInPlace(handle, listType);
+  } else if (!IndexDescribes(index, handle)) {
+    return false;
+  }
+  if (index == nullptr) return false;
+  const ZRFPAL pal = ListOf(handle);
+  const uint8_t family = IndexNameFamily(*index, name.ccsid, &pal);
+
+  // The store's order: the name, then where the value goes, then the value.
+  if (!handle->ValidationOff) {
+    NameId id = ZRF_NAME_NONE;
+    const int32_t ccsid = name.ccsid != 0 ? name.ccsid : listCcsid;
+    *reason = ValidatePropertyName(name.data, static_cast<KWLONG>(name.length), ccsid, family, &id);
+    if (*reason != KWRC_NONE) return true;
+  }
+  if (MayBeDescriptorName(name, family)) return false;
+
+  NodeSpec spec;
+  spec.type_flags = code;
+  spec.name = name.data;
+  spec.name_length = name.length;
+  const NodeLayout& layout = kNodeLayouts[code];
+  if (code != ZRF_TYPE_NULL) {  // a null carries no value whatever length came with it
+    spec.value = static_cast<const uint8_t*>(value);
+    spec.value_length = static_cast<uint32_t>(valueLength);
+    // A fixed-size value of another size, or none, is the store's to refuse.
+    if (layout.variable() ? (value == nullptr && valueLength != 0)
+                          : (value == nullptr || spec.value_length != layout.fixed_size)) {
+      return false;
+    }
+  }
+  if (name.length > kMaxNameLength) return false;
+  const uint64_t length =
+      PadToNodeAlignment(RawNodeLength(layout, spec.name_length, spec.value_length));
+  if (length > kMaxListSize - kHeaderLength) return false;
+  spec.support = static_cast<uint32_t>(support);
+  spec.copy_options = static_cast<uint8_t>(copyOptions);
+  if (context == KWPD_USER_CONTEXT) spec.type_flags |= ZRF_FLAG_USER_CONTEXT;
+  spec.value_ccsid = listCcsid;
+  // Bytes that come from the list itself would move under the copy.
+  if (InsideList(list, pal.Size, spec.name, spec.name_length) ||
+      InsideList(list, pal.Size, spec.value, spec.value_length)) {
+    return false;
+  }
+
+  const auto newLength = static_cast<uint32_t>(length);
+  IndexKeys keys;
+  bool found;
+  uint32_t offset;
+  NodeView old;
+  if (!IndexLocate(*index, list, spec.name, spec.name_length, &keys, &found, &offset, &old)) {
+    return false;
+  }
+  if (found) {
+    *reason = PutNode(handle, spec, layout, newLength, offset, old.length,
+                      old.name_length + old.value_length);
+    if (*reason == KWRC_NONE) {
+      IndexNoteReplaced(handle, keys, offset,
+                        static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length),
+                        layout.name_offset);
+    }
+    return true;
+  }
+  *reason = PutNode(handle, spec, layout, newLength, offset, 0, 0);
+  if (*reason == KWRC_NONE) {
+    if (adopt) {  // the list takes the store's CCSID with its first node
+      handle->pProps->CCSID = listCcsid;
+      handle->pProps->CCSIDType = listType;
+    }
+    IndexNoteInserted(handle, offset, newLength, layout.name_offset, keys);
+  }
+  return true;
+}
+
+bool InquirePropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, KWIMPO* impo,
+                            const KWCHARV* pName, KWPD* pd, KWLONG* type, KWLONG valueLength,
+                            void* value, KWLONG* dataLength, MsgHandleAnchor* anchor,
+                            KWLONG* reason) {
+  // The first property of an exact name, its value as stored, no name to
+  // return.
+  if (impo != nullptr &&
+      ((impo->Options & (KWIMPO_CONVERT_TYPE | KWIMPO_QUERY_LENGTH | KWIMPO_INQ_NEXT |
+                         KWIMPO_INQ_PROP_UNDER_CURSOR | KWIMPO_CONVERT_VALUE)) != 0 ||
+       impo->ReturnedName.VSBufSize > 0)) {
+    return false;
+  }
+  MsgHandle* handle = ExpressHandle(thread, hConn, hMsg, anchor);
+  if (handle == nullptr) return false;
+  PropertyName name;
+  if (!ExpressName(pName, &name)) return false;
+  int32_t listCcsid;
+  uint8_t listType;
+  bool adopt;
+  const ZRFPROPS* list = ExpressList(handle, name.ccsid, &listCcsid, &listType, &adopt);
+  if (list == nullptr || adopt) return false;
+  PropertyIndex* index = static_cast<PropertyIndex*>(handle->Work.pIndex);
+  if (!IndexDescribes(index, handle)) return false;
+  // The cursor the store's browse records the name in, without growing it.
+  ZRFCURSOR* cursor = handle->pCursor;
+  if (cursor == nullptr || cursor->Capacity < name.length) return false;
+  const ZRFPAL pal = ListOf(handle);
+  // The store reads the name in the family of its CCSID, the list's for 0.
+  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : listCcsid;
+  if (MayBeDescriptorName(name, IndexNameFamily(*index, ccsid, &pal))) return false;
+  // A pattern is browsed by the store.
+  if (index->hasPercent ? name.data[name.length - 1] == index->percent
+                        : EndsWithPercentSign(name.data, name.length, listType)) {
+    return false;
+  }
+
+  NodeView node;
+  if (!IndexFind(*index, list, name.data, name.length, &node)) {
+    if (dataLength != nullptr) *dataLength = 0;
+    *reason = KWRC_PROPERTY_NOT_AVAILABLE;
+    return true;
+  }
+  const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
+  if (code >= ZRF_TYPE_NULL || (node.type_flags & ZRF_FLAG_STRING_FORM) != 0) return false;
+
+  // The browse's record of the property returned.
+  CopyBytes(cursor->pName, node.name, node.name_length);
+  cursor->NameLength = node.name_length;
+  cursor->NameCCSID = listCcsid;
+  cursor->NodeOffset = static_cast<KWULONG>(node.node - ListBytes(list));
+
+  // CopyPropertyValue for a value as stored.
+  if (pd != nullptr) {
+    std::memcpy(pd->StrucId, KWPD_STRUC_ID, sizeof pd->StrucId);
+    pd->Version = KWPD_VERSION_1;
+    pd->Options = KWPD_NONE;
+    pd->Support = static_cast<KWLONG>(node.support);
+    pd->Context = (node.type_flags & ZRF_FLAG_USER_CONTEXT) ? KWPD_USER_CONTEXT : KWPD_NO_CONTEXT;
+    pd->CopyOptions = static_cast<KWLONG>(node.copy_options);
+  }
+  if (impo != nullptr) {
+    impo->ReturnedEncoding = KWENC_NATIVE;
+    impo->ReturnedCCSID = code == ZRF_TYPE_STRING ? list->CCSID : 0;
+  }
+  if (dataLength != nullptr) *dataLength = static_cast<KWLONG>(node.value_length);
+  *reason = KWRC_NONE;
+  if (node.value_length != 0) {
+    if (value == nullptr || valueLength < 0 ||
+        static_cast<uint32_t>(valueLength) < node.value_length) {
+      *reason = KWRC_PROPERTY_VALUE_TOO_BIG;
+      return true;
+    }
+    CopyBytes(static_cast<uint8_t*>(value), node.value, node.value_length);
+  }
+  if (type != nullptr) *type = ExternalTypeOfValue(code);
+  return true;
+}
+
+}  // namespace zxv::props
