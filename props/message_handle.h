@@ -343,14 +343,9 @@ PropertyIndex* EmptyIndexFor(MsgHandle* handle, uint8_t ccsidType);
 // nothing changed) when it would take storage.
 PropertyIndex* EmptyIndexInPlace(MsgHandle* handle, uint8_t ccsidType);
 
-// Decodes into *node the node named exactly `name` (bytes in the list's
-// CCSID). False when the list has no such node.
-bool IndexFind(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
-               uint32_t length, NodeView* node);
-
 // The keys of one name (its runs of leading parts, then itself) as the
-// index holds them; IndexLocate fills it for IndexNoteInserted and
-// IndexNoteReplaced.
+// index holds them; IndexLocate (message_handle_index.h) fills it for
+// IndexNoteInserted and IndexNoteReplaced.
 struct IndexKeys {
   static constexpr uint32_t kMax = 32;
   uint32_t count;
@@ -360,20 +355,6 @@ struct IndexKeys {
   IndexSlot* slot[kMax];  // the key's slot, null when the index has none
   IndexSlot* free[kMax];  // for a key without a slot: where it would go
 };
-
-// Finds the node of `name` (*found true, *offset the node, decoded into
-// *existing) or the place where a node of that new name goes, as
-// zrfLocatePropertyNode places it. False when the index cannot tell (a name
-// of very many parts, a node that does not decode).
-bool IndexLocate(const PropertyIndex& index, const ZRFPROPS* list, const uint8_t* name,
-                 uint32_t length, IndexKeys* keys, bool* found, uint32_t* offset,
-                 NodeView* existing);
-
-// Tells the index that a node of padded `length`, whose name starts
-// `nameDelta` bytes into it, was inserted at `offset` (already written to
-// the handle's list) for the name IndexLocate was asked about with `keys`.
-void IndexNoteInserted(MsgHandle* handle, uint32_t offset, uint32_t length, uint8_t nameDelta,
-                       IndexKeys& keys);
 
 // Tells the index that the node IndexLocate found (`keys`) at `offset` was
 // rewritten with its padded length changed by `delta` and its name now
@@ -405,21 +386,5 @@ bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd
 // list's CCSID: *info describes the node, which is recorded in the cursor.
 bool GetPropertyFast(MsgHandle* handle, const PropertyName& name, ZRFPROPINFO* info,
                      KWLONG* reason);
-
-// ---------------------------------------------------------------------------
-// Express paths of set and inquire (message_handle_express.cpp): the whole
-// of zstSetMessageProperty and zstInquireMessageProperty, lock to release,
-// for their common case, to be called while trace is off. Each returns false,
-// having changed nothing, when the call is not that case (the caller then
-// runs the general path); true with the call's reason otherwise.
-
-bool SetPropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const KWCHARV* pName,
-                        const KWPD* pd, KWLONG type, KWLONG valueLength, const void* value,
-                        MsgHandleAnchor* anchor, KWLONG* reason);
-
-bool InquirePropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, KWIMPO* impo,
-                            const KWCHARV* pName, KWPD* pd, KWLONG* type, KWLONG valueLength,
-                            void* value, KWLONG* dataLength, MsgHandleAnchor* anchor,
-                            KWLONG* reason);
 
 }  // namespace zxv::props

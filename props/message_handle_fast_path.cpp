@@ -10,6 +10,7 @@
 
 #include "props/descriptor_fields.h"
 #include "props/message_handle.h"
+#include "props/message_handle_index.h"
 #include "props/name_parts.h"
 #include "props/property_names.h"
 #include "props/property_store.h"

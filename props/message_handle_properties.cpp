@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "props/message_handle.h"
+#include "props/message_handle_express.h"
 #include "props/property_store.h"
 #include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxcs2/xcs_erdp.h"
@@ -228,25 +229,19 @@ KWLONG Finish(KWLONG reason, uint32_t fn, KWLONG* pCompCode, KWLONG* pReason) {
   return reason;
 }
 
-}  // namespace
-
-extern "C" {
-
-ZXV_API KWLONG zstSetMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHMSG hMsg,
-                                     const KWSMPO* pSetPropOpts, const KWCHARV* pName,
-                                     const KWPD* pPropDesc, KWLONG Type, KWLONG ValueLength,
-                                     const void* pValue, MsgHandleAnchor* pAnchor,
-                                     KWLONG* pCompCode, KWLONG* pReason) {
+// The general paths of set and inquire: every call that the express path
+// does not take, traced. Out of line, so that the exported functions keep
+// the small frame of the express path.
+[[gnu::noinline]] KWLONG SetGeneral(ZST_THREAD pThread, KWHCONN hConn, KWHMSG hMsg,
+                                    const KWSMPO* pSetPropOpts, const KWCHARV* pName,
+                                    const KWPD* pPropDesc, KWLONG Type, KWLONG ValueLength,
+                                    const void* pValue, MsgHandleAnchor* pAnchor, KWLONG* pCompCode,
+                                    KWLONG* pReason) {
   constexpr uint32_t fn = zp::kFnSetMessageProperty;
-  KWLONG reason;
-  if (!xtr_active(XTR_LEVEL_FLOW) &&
-      zp::SetPropertyExpress(pThread, hConn, hMsg, pName, pPropDesc, Type, ValueLength, pValue,
-                             pAnchor, &reason)) {
-    return Finish(reason, fn, pCompCode, pReason);
-  }
   xtr_FNC_entry(zxv::kComponent, fn);
   xtr_parms(zxv::kComponent, fn, "hConn: %d, hMsg: 0x%llx, Type: %d, ValueLength: %d", hConn,
             static_cast<unsigned long long>(hMsg), Type, ValueLength);
+  KWLONG reason;
   {
     zp::PropertyCallLock lock(pThread, hConn, hMsg, pAnchor, "zstSetMessageProperty", fn);
     reason = lock.reason();
@@ -259,24 +254,18 @@ ZXV_API KWLONG zstSetMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHMSG h
   return Finish(reason, fn, pCompCode, pReason);
 }
 
-ZXV_API KWLONG zstInquireMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHMSG hMsg,
-                                         KWIMPO* pInqPropOpts, const KWCHARV* pName,
-                                         KWPD* pPropDesc, KWLONG* pType, KWLONG ValueLength,
-                                         void* pValue, KWLONG* pDataLength,
-                                         MsgHandleAnchor* pAnchor, KWLONG* pCompCode,
-                                         KWLONG* pReason) {
+[[gnu::noinline]] KWLONG InquireGeneral(ZST_THREAD pThread, KWHCONN hConn, KWHMSG hMsg,
+                                        KWIMPO* pInqPropOpts, const KWCHARV* pName, KWPD* pPropDesc,
+                                        KWLONG* pType, KWLONG ValueLength, void* pValue,
+                                        KWLONG* pDataLength, MsgHandleAnchor* pAnchor,
+                                        KWLONG* pCompCode, KWLONG* pReason) {
   constexpr uint32_t fn = zp::kFnInquireMessageProperty;
-  KWLONG reason;
-  if (!xtr_active(XTR_LEVEL_FLOW) &&
-      zp::InquirePropertyExpress(pThread, hConn, hMsg, pInqPropOpts, pName, pPropDesc, pType,
-                                 ValueLength, pValue, pDataLength, pAnchor, &reason)) {
-    return Finish(reason, fn, pCompCode, pReason);
-  }
   xtr_FNC_entry(zxv::kComponent, fn);
   xtr_parms(zxv::kComponent, fn, "hConn: %d, hMsg: 0x%llx, Options: 0x%X", hConn,
             static_cast<unsigned long long>(hMsg),
             pInqPropOpts != nullptr ? pInqPropOpts->Options : 0);
   if (pDataLength != nullptr) *pDataLength = 0;
+  KWLONG reason;
   {
     zp::PropertyCallLock lock(pThread, hConn, hMsg, pAnchor, "zstInquireMessageProperty", fn);
     reason = lock.reason();
@@ -286,6 +275,51 @@ ZXV_API KWLONG zstInquireMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHM
     }
   }
   return Finish(reason, fn, pCompCode, pReason);
+}
+
+// The codes of a call the express path finished (no trace: it runs with
+// trace off).
+KWLONG ExpressCodes(KWLONG reason, KWLONG* pCompCode, KWLONG* pReason) {
+  if (pCompCode != nullptr) {
+    *pCompCode = reason == KWRC_NONE ? KWCC_OK : zp::IsWarning(reason) ? KWCC_WARNING : KWCC_FAILED;
+  }
+  if (pReason != nullptr) *pReason = reason;
+  return reason;
+}
+
+}  // namespace
+
+extern "C" {
+
+ZXV_API KWLONG zstSetMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHMSG hMsg,
+                                     const KWSMPO* pSetPropOpts, const KWCHARV* pName,
+                                     const KWPD* pPropDesc, KWLONG Type, KWLONG ValueLength,
+                                     const void* pValue, MsgHandleAnchor* pAnchor,
+                                     KWLONG* pCompCode, KWLONG* pReason) {
+  KWLONG reason;
+  if (!xtr_active(XTR_LEVEL_FLOW) &&
+      zp::SetPropertyExpress(pThread, hConn, hMsg, pName, pPropDesc, Type, ValueLength, pValue,
+                             pAnchor, &reason)) {
+    return ExpressCodes(reason, pCompCode, pReason);
+  }
+  return SetGeneral(pThread, hConn, hMsg, pSetPropOpts, pName, pPropDesc, Type, ValueLength, pValue,
+                    pAnchor, pCompCode, pReason);
+}
+
+ZXV_API KWLONG zstInquireMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHMSG hMsg,
+                                         KWIMPO* pInqPropOpts, const KWCHARV* pName,
+                                         KWPD* pPropDesc, KWLONG* pType, KWLONG ValueLength,
+                                         void* pValue, KWLONG* pDataLength,
+                                         MsgHandleAnchor* pAnchor, KWLONG* pCompCode,
+                                         KWLONG* pReason) {
+  KWLONG reason;
+  if (!xtr_active(XTR_LEVEL_FLOW) &&
+      zp::InquirePropertyExpress(pThread, hConn, hMsg, pInqPropOpts, pName, pPropDesc, pType,
+                                 ValueLength, pValue, pDataLength, pAnchor, &reason)) {
+    return ExpressCodes(reason, pCompCode, pReason);
+  }
+  return InquireGeneral(pThread, hConn, hMsg, pInqPropOpts, pName, pPropDesc, pType, ValueLength,
+                        pValue, pDataLength, pAnchor, pCompCode, pReason);
 }
 
 ZXV_API KWLONG zstDeleteMessageProperty(ZST_THREAD pThread, KWHCONN hConn, KWHMSG hMsg,

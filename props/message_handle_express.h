@@ -7,22 +7,28 @@
 // that the caller runs the general path from the start; once it has changed
 // something it finishes the call with the general path's result.
 //
+// Included by the exported shells alone (message_handle_properties.cpp),
+// so that each call's common case is one function from entry to return.
+//
 // The lock of a property call (type 0) is taken and given back within the
 // call. On a handle that no thread holds, or that the calling thread holds,
 // taking and giving back leave the owner fields as they were, so the express
 // paths only check that the lock would be granted and write nothing.
+#pragma once
+
 #include <cstring>
 
 #include "props/byte_words.h"
 #include "props/descriptor_fields.h"
 #include "props/message_handle.h"
+#include "props/message_handle_index.h"
 #include "props/name_parts.h"
 #include "props/property_names.h"
 #include "props/property_store.h"
 #include "zxvxcs2/xcs_ccsid.h"
 
 namespace zxv::props {
-namespace {
+namespace express_detail {
 
 // The handle when the call's lock would be granted and given back with no
 // trace and no change: a connection's handle without a mutex, free (count
@@ -116,7 +122,7 @@ class DescriptorInitials {
 
 // Built when the library is loaded, from constant tables: no guard on the
 // path.
-const DescriptorInitials kDescriptorInitials;
+inline const DescriptorInitials kDescriptorInitials;
 
 // True when the name may live in the descriptor: DescriptorMappingOf,
 // answered at once for a name of an ASCII-based family whose first
@@ -234,11 +240,18 @@ inline KWLONG ExternalTypeOfValue(uint32_t code) {
   return KWRC_NONE;
 }
 
-}  // namespace
+}  // namespace express_detail
 
-bool SetPropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const KWCHARV* pName,
-                        const KWPD* pd, KWLONG type, KWLONG valueLength, const void* value,
-                        MsgHandleAnchor* anchor, KWLONG* reason) {
+// The whole of zstSetMessageProperty for its common case, to be called
+// while trace is off: false, having changed nothing, when the call is not
+// that case (the caller then runs the general path); true with the call's
+// reason otherwise.
+[[gnu::always_inline]] inline bool SetPropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg,
+                                                      const KWCHARV* pName, const KWPD* pd,
+                                                      KWLONG type, KWLONG valueLength,
+                                                      const void* value, MsgHandleAnchor* anchor,
+                                                      KWLONG* reason) {
+  using namespace express_detail;
   MsgHandle* handle = ExpressHandle(thread, hConn, hMsg, anchor);
   if (handle == nullptr) return false;
 
@@ -339,10 +352,15 @@ bool SetPropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const KWC
   return true;
 }
 
-bool InquirePropertyExpress(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, KWIMPO* impo,
-                            const KWCHARV* pName, KWPD* pd, KWLONG* type, KWLONG valueLength,
-                            void* value, KWLONG* dataLength, MsgHandleAnchor* anchor,
-                            KWLONG* reason) {
+// The whole of zstInquireMessageProperty for its common case, as
+// SetPropertyExpress.
+[[gnu::always_inline]] inline bool InquirePropertyExpress(xihTHREAD* thread, KWHCONN hConn,
+                                                          KWHMSG hMsg, KWIMPO* impo,
+                                                          const KWCHARV* pName, KWPD* pd,
+                                                          KWLONG* type, KWLONG valueLength,
+                                                          void* value, KWLONG* dataLength,
+                                                          MsgHandleAnchor* anchor, KWLONG* reason) {
+  using namespace express_detail;
   // The first property of an exact name, its value as stored, no name to
   // return.
   if (impo != nullptr &&
