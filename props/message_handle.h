@@ -350,6 +350,7 @@ struct IndexKeys {
   static constexpr uint32_t kMax = 32;
   uint32_t count;
   uint32_t foundId;  // the node of the whole name, when found
+  uint32_t missing;  // keys without a slot, when not found
   uint32_t length[kMax];
   uint32_t hash[kMax];
   IndexSlot* slot[kMax];  // the key's slot, null when the index has none

@@ -240,6 +240,56 @@ inline KWLONG ExternalTypeOfValue(uint32_t code) {
   return KWRC_NONE;
 }
 
+enum class ValueLookup { kFound, kMissing, kOther };
+
+// IndexFind for a node of a value type (0..8) as stored in binary: kFound
+// with the node in *node, kMissing when the list has no node of the name,
+// kOther for any node the lean reading below does not take (another type,
+// string form, a node that does not decode), which the general path reads.
+[[gnu::always_inline]] inline ValueLookup FindValueNode(const PropertyIndex& index,
+                                                        const ZRFPROPS* list,
+                                                        const PropertyName& name, NodeView* node) {
+  using namespace index_detail;
+  const uint32_t hash = HashKey(name.data, name.length);
+  const uint32_t mask = index.slotCount - 1;
+  const uint8_t* bytes = ListBytes(list);
+  const uint32_t end = list->StrucLen;
+  for (uint32_t i = FirstSlot(index, hash);; i = (i + 1) & mask) {
+    const IndexSlot& slot = index.slots[i];
+    if (!SlotInUse(index, slot)) return ValueLookup::kMissing;
+    if (slot.hash != hash || slot.keyLength != name.length || slot.exactId == 0) continue;
+    const uint32_t offset = index.offsets[slot.exactId];
+    if (offset < kHeaderLength || offset >= end || end - offset < 4) return ValueLookup::kOther;
+    const uint8_t* at = bytes + offset;
+    const uint32_t available = end - offset;
+    const uint32_t typeFlags = LoadU32(at);
+    const uint32_t code = typeFlags & ZRF_TYPE_MASK;
+    if (code >= ZRF_TYPE_NULL || (typeFlags & ZRF_FLAG_STRING_FORM) != 0) {
+      return ValueLookup::kOther;
+    }
+    const NodeLayout& layout = kNodeLayouts[code];
+    // The name follows the value length of the variable layouts.
+    if (available < layout.name_offset) return ValueLookup::kOther;
+    const uint32_t nameLength = LoadU16(at + layout.name_length_offset);
+    const uint32_t valueLength =
+        layout.variable() ? LoadU32(at + layout.length_offset) : uint32_t{layout.fixed_size};
+    uint64_t raw = uint64_t{layout.name_offset} + nameLength;
+    if (layout.variable()) raw += uint64_t{valueLength} + 1;
+    if (PadToNodeAlignment(raw) > available) return ValueLookup::kOther;
+    const uint8_t* nodeName = at + layout.name_offset;
+    if (nameLength != name.length || !KeyEquals(nodeName, name.data, name.length)) continue;
+    node->node = at;
+    node->type_flags = typeFlags;
+    node->support = LoadU32(at + 4);
+    node->copy_options = at[layout.copy_offset];
+    node->name = nodeName;
+    node->name_length = nameLength;
+    node->value = layout.variable() ? nodeName + nameLength : at + layout.fixed_offset;
+    node->value_length = valueLength;
+    return ValueLookup::kFound;
+  }
+}
+
 }  // namespace express_detail
 
 // The whole of zstSetMessageProperty for its common case, to be called
@@ -394,13 +444,14 @@ inline KWLONG ExternalTypeOfValue(uint32_t code) {
   }
 
   NodeView node;
-  if (!IndexFind(*index, list, name.data, name.length, &node)) {
+  const ValueLookup found = FindValueNode(*index, list, name, &node);
+  if (found == ValueLookup::kOther) return false;
+  if (found == ValueLookup::kMissing) {
     if (dataLength != nullptr) *dataLength = 0;
     *reason = KWRC_PROPERTY_NOT_AVAILABLE;
     return true;
   }
   const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
-  if (code >= ZRF_TYPE_NULL || (node.type_flags & ZRF_FLAG_STRING_FORM) != 0) return false;
 
   // The browse's record of the property returned.
   CopyBytes(cursor->pName, node.name, node.name_length);

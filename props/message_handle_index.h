@@ -25,7 +25,9 @@ static_assert(kMaxNameLength <= UINT16_MAX, "a key length fits its field");
 
 namespace index_detail {
 
-inline constexpr uint32_t kMinSlots = 64;
+// Twice the slots of 24 keys at the most-used load (names of a few parts
+// each, the common handful): short probes from the first property on.
+inline constexpr uint32_t kMinSlots = 128;
 inline constexpr uint32_t kMinIds = 32;
 // Offsets move in blocks of this many ids, a loop the compiler turns into
 // vector instructions.
@@ -107,6 +109,19 @@ inline bool NodeAt(const ZRFPROPS* list, uint32_t offset, NodeView* node) {
   return true;
 }
 
+// SameName, always inline: every probe that meets its key compares it.
+[[gnu::always_inline]] inline bool KeyEquals(const uint8_t* a, const uint8_t* b, uint32_t length) {
+  if (length > 16) return SameName(a, b, length);
+  if (length >= 8) {
+    return ((Load64(a) ^ Load64(b)) | (Load64(a + length - 8) ^ Load64(b + length - 8))) == 0;
+  }
+  if (length >= 4) {
+    return ((Load32(a) ^ Load32(b)) | (Load32(a + length - 4) ^ Load32(b + length - 4))) == 0;
+  }
+  if (length == 0) return true;
+  return a[0] == b[0] && a[length / 2] == b[length / 2] && a[length - 1] == b[length - 1];
+}
+
 // True when the key of `slot` (the start of one of its nodes' names) is
 // `key`.
 [[gnu::always_inline]] inline bool SlotHoldsKey(const PropertyIndex& index, const ZRFPROPS* list,
@@ -115,7 +130,7 @@ inline bool NodeAt(const ZRFPROPS* list, uint32_t offset, NodeView* node) {
   const uint32_t id = slot.exactId != 0 ? slot.exactId : slot.lastId;
   const uint64_t at = uint64_t{index.offsets[id]} + index.nameDelta[id];
   if (at + keyLength > list->StrucLen) return false;
-  return SameName(ListBytes(list) + at, key, keyLength);
+  return KeyEquals(ListBytes(list) + at, key, keyLength);
 }
 
 // The slot of a key, or null; *free receives the first free slot met (where
@@ -250,7 +265,7 @@ inline void Follow(PropertyIndex* index, MsgHandle* handle) {
     if (!SlotInUse(index, slot)) return false;
     if (slot.hash == hash && slot.keyLength == length && slot.exactId != 0 &&
         NodeAt(list, index.offsets[slot.exactId], node) && node->name_length == length &&
-        SameName(node->name, name, length)) {
+        KeyEquals(node->name, name, length)) {
       return true;
     }
   }
@@ -270,6 +285,7 @@ inline void Follow(PropertyIndex* index, MsgHandle* handle) {
   IndexSlot* whole =
       FindSlot(index, list, name, keys->length[last], keys->hash[last], &keys->free[last]);
   keys->slot[last] = whole;
+  keys->missing = whole == nullptr ? 1 : 0;
   if (whole != nullptr && whole->exactId != 0) {
     const uint32_t at = index.offsets[whole->exactId];
     if (!NodeAt(list, at, existing)) return false;
@@ -287,6 +303,7 @@ inline void Follow(PropertyIndex* index, MsgHandle* handle) {
   for (uint32_t k = last; k-- > 0;) {
     IndexSlot* slot = FindSlot(index, list, name, keys->length[k], keys->hash[k], &keys->free[k]);
     keys->slot[k] = slot;
+    keys->missing += slot == nullptr ? 1 : 0;
     if (groupLast == 0 && slot != nullptr) groupLast = slot->lastId;
   }
   if (groupLast == 0) {
@@ -308,8 +325,7 @@ inline void Follow(PropertyIndex* index, MsgHandle* handle) {
   PropertyIndex* index = IndexOf(handle);
   if (index == nullptr) return;
   // A full table is built again, bigger, when next needed.
-  uint32_t newKeys = 0;
-  for (uint32_t k = 0; k < keys.count; ++k) newKeys += keys.slot[k] == nullptr ? 1u : 0u;
+  const uint32_t newKeys = keys.missing;
   if (index->idCount + 1 >= index->idCapacity ||
       2 * (index->slotsUsed + newKeys) > index->slotCount) {
     return FreeIndex(handle);
