@@ -280,7 +280,7 @@ class FolderWriter {
   void Done(const uint8_t* p) { out_->Length = static_cast<KWULONG>(p - out_->pBuffer); }
   KWLONG Reserve(uint64_t more) {
     if (uint64_t{out_->Length} + more <= out_->Size) return KWRC_NONE;
-    return ReserveOut(out_, more, __FILE__, kProbeOut);
+    return ReserveFolderOut(out_, more);
   }
 
   KWLONG NameOf(const NodeView& node, const uint8_t** name, uint32_t* length);
@@ -733,10 +733,25 @@ KWLONG WriteBuckets(const Plan& plan, const Source& source, const Target& target
   return KWRC_NONE;
 }
 
+// True when the folder text's markup is in ASCII bytes, as the plain
+// writer writes it.
+bool HasAsciiMarkup(uint8_t family) {
+  return family == XCS_CCSID_TYPE_ASCII || family == XCS_CCSID_TYPE_UTF8;
+}
+
 }  // namespace
+
+KWLONG ReserveFolderOut(ZRFHDRBUF* out, uint64_t more) {
+  return ReserveOut(out, more, __FILE__, kProbeOut);
+}
 
 KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
                         uint32_t fn) {
+  return ConvertAllToRfh2(pal, opts, out, marks, fn, WriterPaths::kAny);
+}
+
+KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
+                        uint32_t fn, WriterPaths paths) {
   *marks = ZRFMARKS{};
   if (!HasNodes(pal)) return KWRC_PROPERTY_NOT_AVAILABLE;
   if (!HeaderUsable(pal)) {
@@ -750,6 +765,32 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
     return reason;
   }
   const ZRFPROPS* list = pal->pProps;
+
+  // The common case, when the plain writer takes the list.
+  if (paths == WriterPaths::kAny && target.same_text && HasAsciiMarkup(target.family)) {
+    PlainPlan plain;
+    if (PlanPlainFolders(list, opts.CopyPurpose, &plain) && plain.folders != 0) {
+      marks->Written = plain.count;
+      marks->Compatible = plain.count;
+      marks->Skipped = plain.skipped;
+      const uint32_t start = out->Length;
+      if (const KWLONG reason = ReserveFolderOut(out, kRfh2FixedLength); reason != KWRC_NONE) {
+        return reason;
+      }
+      out->Length += kRfh2FixedLength;
+      if (const KWLONG reason = WritePlainFolders(plain, list, target.family, target.reversed, out);
+          reason != KWRC_NONE) {
+        out->Length = start;
+        *marks = ZRFMARKS{};
+        return reason;
+      }
+      marks->CopyPurpose = opts.CopyPurpose;
+      WriteFixedPart(out->pBuffer + start, opts, out->Length - start);
+      xtr_text_detail(kComponent, fn, "Compatible properties: %u, non-compatible properties: %u",
+                      marks->Compatible, marks->NonCompatible);
+      return KWRC_NONE;
+    }
+  }
 
   // First pass: each selected node's folder, kept for the first nodes and
   // chained per bucket, and which folders have properties, so that each is
@@ -785,8 +826,7 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
   if (plan.buckets == 0) return KWRC_PROPERTY_NOT_AVAILABLE;
 
   const uint32_t start = out->Length;
-  if (const KWLONG reason = ReserveOut(out, kRfh2FixedLength, __FILE__, kProbeOut);
-      reason != KWRC_NONE) {
+  if (const KWLONG reason = ReserveFolderOut(out, kRfh2FixedLength); reason != KWRC_NONE) {
     return reason;
   }
   out->Length += kRfh2FixedLength;

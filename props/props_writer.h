@@ -186,6 +186,69 @@ uint8_t ListFamilyOf(const ZRFPROPS* list);
 // The CCSID and UCS-2 byte order of the list's text.
 TextCodes ListCodesOf(const ZRFPROPS* list);
 
+// Which writers ConvertAllToRfh2 may use: any (the plain writer below when
+// the list suits it), or the general writer alone (for tests that compare
+// the two).
+enum class WriterPaths { kAny, kGeneralOnly };
+
+// ConvertAllToRfh2 choosing its writers.
+KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
+                        uint32_t fn, WriterPaths paths);
+
+// Makes room for `more` bytes behind out->Length for the folder writers, as
+// ReserveOut with the failure record of the folder writer.
+KWLONG ReserveFolderOut(ZRFHDRBUF* out, uint64_t more);
+
+// ---------------------------------------------------------------------------
+// The plain writer (props_plain_writer.cpp): the common case of
+// ConvertAllToRfh2 in a writer of its own. It takes a list whose folder
+// text is the list's own text in an ASCII-based or UTF-8 CCSID, and whose
+// selected properties are all compatible with Support optional, default
+// copy options and no user context, of a type other than "as stored" and
+// not held as text, under a name of at most 64 bytes that is a markup name
+// of letters, digits beyond the first of a part, full stops and bytes above
+// 0x40. It writes what the general writer writes, byte for byte, reserving
+// room at the same points.
+
+// Most nodes and longest name that the plain writer takes.
+inline constexpr uint32_t kMaxPlainNodes = 256;
+inline constexpr uint32_t kMaxPlainName = 64;
+
+// A selected node as the plan keeps it (offsets in the list and the node).
+struct PlainSlot {
+  uint32_t offset;
+  uint32_t value_length;
+  uint8_t name_at;
+  uint8_t name_length;
+  uint8_t value_at;
+  uint8_t code;
+  uint8_t parts_start;  // where the parts written as tags begin
+  uint8_t leaf_start;   // the last part
+  uint16_t next;        // the folder's next slot
+};
+
+struct PlainPlan {
+  static constexpr uint16_t kEnd = 0xFFFF;
+  PlainSlot slots[kMaxPlainNodes];
+  uint16_t head[kFolderCount];
+  uint16_t tail[kFolderCount];
+  uint32_t count;
+  uint32_t folders;  // bit per FolderId with properties
+  uint32_t skipped;  // nodes not selected
+};
+
+// Classifies the nodes of `list` (decodable, ASCII-based or UTF-8 text)
+// into *plan. False when a node is one the plain writer does not take, or
+// cannot be decoded; *plan is then of no use.
+bool PlanPlainFolders(const ZRFPROPS* list, int32_t copyPurpose, PlainPlan* plan);
+
+// Writes the folders of a plan with properties (folders != 0) of family
+// `family` (XCS_CCSID_TYPE_ASCII or _UTF8) behind out->Length, integers
+// reversed when `reversed`. Reasons: those of ReserveFolderOut; out->Length
+// then lies somewhere behind where it was.
+KWLONG WritePlainFolders(const PlainPlan& plan, const ZRFPROPS* list, uint8_t family, bool reversed,
+                         ZRFHDRBUF* out);
+
 // ---------------------------------------------------------------------------
 // The application's CCSID (props_app_ccsid.cpp).
 int32_t ApplicationCcsid();

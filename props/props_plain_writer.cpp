@@ -1,0 +1,674 @@
+// The plain writer: the common case of writing a property list as KWRFH2
+// folders, beside the general writer of props_folder_writer.cpp. Most lists
+// hold optional properties of the ordinary types under short names of
+// letters and digits, in a UTF-8 list written into UTF-8 folders. Such a
+// list is classified in one pass that decides each name's folder with a
+// few bit masks, and written in a second in which an element is a handful
+// of block copies; anything else makes the classification fail before a
+// byte is written, and the general writer takes the list from the start.
+//
+// Both writers give the same bytes and make room at the same points with
+// the same sizes, so that the output buffer grows (and may fail to) exactly
+// as it would have.
+#include <cstring>
+#include <string_view>
+
+#include "props/props_text_scan.h"
+#include "props/props_writer.h"
+#include "props/rfh2_family.h"
+#include "props/value_escape.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace zxv::props {
+namespace {
+
+// The general writer's room for an element (kept in step with
+// FolderWriter::WriteElement): markup units beyond names and value, units
+// per group tag.
+constexpr uint32_t kMarkupUnits = 192;
+constexpr uint32_t kGroupTagUnits = 5;
+constexpr uint32_t kFolderAlignment = 4;
+
+// Most groups a name of kMaxPlainName bytes can open.
+constexpr uint32_t kMaxPlainGroups = kMaxPlainName / 2;
+
+// Folder names as words (byte i in bits 8i..8i+7, zero above), their ids,
+// and whether a folder holds groups; "usr" is left out (a name beginning
+// "usr." is a user property like any other).
+constexpr uint64_t WordOf(std::string_view s) {
+  uint64_t w = 0;
+  for (size_t i = 0; i < s.size(); ++i) w |= uint64_t{static_cast<uint8_t>(s[i])} << (8 * i);
+  return w;
+}
+struct FolderWord {
+  uint64_t word;
+  FolderId id;
+};
+constexpr FolderWord kFolderWords[] = {
+    {WordOf("mcd"), FolderId::kMcd},     {WordOf("jms"), FolderId::kJms},
+    {WordOf("psc"), FolderId::kPsc},     {WordOf("kwps"), FolderId::kKwps},
+    {WordOf("kwpse"), FolderId::kKwpse}, {WordOf("kwpsi"), FolderId::kKwpsi},
+    {WordOf("kwext"), FolderId::kKwext}, {WordOf("zol_rfp"), FolderId::kZolRfp},
+};
+
+// The folder words by a perfect hash: the top three bits of the word times
+// kFolderHashFactor, a different slot for each; a first part is a folder's
+// name when it equals the word in its slot.
+constexpr uint64_t kFolderHashFactor = 0xe539d34d20d1eb7dULL;
+constexpr uint32_t FolderSlot(uint64_t word) {
+  return static_cast<uint32_t>((word * kFolderHashFactor) >> 61);
+}
+struct FolderEntry {
+  uint64_t word;
+  FolderId id;
+  bool no_groups;
+};
+constexpr auto kFolderHash = [] {
+  struct Table {
+    FolderEntry entry[8];
+    uint32_t filled;
+  } t{};
+  for (const FolderWord& f : kFolderWords) {
+    const bool noGroups = f.id == FolderId::kMcd || f.id == FolderId::kJms ||
+                          f.id == FolderId::kKwps || f.id == FolderId::kKwpsi ||
+                          f.id == FolderId::kKwext;
+    t.entry[FolderSlot(f.word)] = FolderEntry{f.word, f.id, noGroups};
+    t.filled |= 1u << FolderSlot(f.word);
+  }
+  return t;
+}();
+static_assert(kFolderHash.filled == 0xFF, "the folder hash must give each folder its own slot");
+
+// The jms leaves that the parser reads as numbers when they have no dt.
+constexpr uint32_t kJmsInt32Leaves[] = {static_cast<uint32_t>(WordOf("Dlv")),
+                                        static_cast<uint32_t>(WordOf("Pri")),
+                                        static_cast<uint32_t>(WordOf("Seq"))};
+constexpr uint32_t kJmsInt64Leaves[] = {static_cast<uint32_t>(WordOf("Exp")),
+                                        static_cast<uint32_t>(WordOf("Tms"))};
+constexpr uint64_t kEltWord = WordOf("elt");
+
+// The type attributes, 16 bytes each so that one is stored whole (the room
+// of an element leaves slack behind it) and the position advanced by its
+// length; the jms leaves' string attribute apart.
+struct Attribute {
+  char text[16];
+  uint32_t length;
+};
+constexpr Attribute AttributeOf(std::string_view s) {
+  Attribute a{};
+  for (size_t i = 0; i < s.size(); ++i) a.text[i] = s[i];
+  a.length = static_cast<uint32_t>(s.size());
+  return a;
+}
+constexpr Attribute kAttributes[ZRF_TYPE_COUNT] = {
+    AttributeOf(""),
+    AttributeOf(" dt='boolean'"),
+    AttributeOf(" dt='bin.hex'"),
+    AttributeOf(" dt='i1'"),
+    AttributeOf(" dt='i2'"),
+    AttributeOf(" dt='i4'"),
+    AttributeOf(" dt='i8'"),
+    AttributeOf(" dt='r4'"),
+    AttributeOf(" dt='r8'"),
+    AttributeOf(" xsi:nil='true'"),
+    AttributeOf(""),
+    AttributeOf(" dt='bin.hex'"),
+};
+constexpr Attribute kJmsStringAttribute = AttributeOf(" dt='string'");
+
+constexpr auto kHexPairs = [] {
+  struct Table {
+    char pair[256][2];
+  } t{};
+  constexpr char kDigits[] = "0123456789abcdef";
+  for (uint32_t b = 0; b < 256; ++b) {
+    t.pair[b][0] = kDigits[b >> 4];
+    t.pair[b][1] = kDigits[b & 0xF];
+  }
+  return t;
+}();
+
+// The node layouts of the types the plain writer takes (codes below
+// ZRF_TYPE_NAME_ONLY), for reading a node without branches on its type:
+// a variable value's length (all ones in variable_mask) or the fixed size,
+// and where the value is (behind the name for a variable value).
+struct PlainLayout {
+  uint8_t name_length_at;
+  uint8_t copy_at;
+  uint8_t name_at;
+  uint8_t value_at;
+  uint32_t fixed_size;
+  uint32_t variable_mask;
+};
+constexpr uint32_t kVariableLengthAt = 8;
+constexpr auto kPlainLayouts = [] {
+  struct Table {
+    PlainLayout layout[ZRF_TYPE_NAME_ONLY];
+    constexpr const PlainLayout& operator[](uint32_t code) const { return layout[code]; }
+  } t{};
+  for (uint32_t code = 0; code < ZRF_TYPE_NAME_ONLY; ++code) {
+    const NodeLayout& l = kNodeLayouts[code];
+    const bool variable = l.length_offset != NodeLayout::kNone;
+    t.layout[code] = PlainLayout{
+        l.name_length_offset,
+        l.copy_offset,
+        l.name_offset,
+        static_cast<uint8_t>(variable ? l.name_offset : (l.fixed_size != 0 ? l.fixed_offset : 0)),
+        l.fixed_size,
+        variable ? ~uint32_t{0} : 0};
+  }
+  return t;
+}();
+static_assert(kNodeLayouts[ZRF_TYPE_STRING].length_offset == kVariableLengthAt &&
+              kNodeLayouts[ZRF_TYPE_BYTE_STRING].length_offset == kVariableLengthAt);
+
+struct NameShape {
+  FolderId folder;
+  uint32_t parts_start;
+  uint32_t leaf_start;
+};
+
+// What a name's bytes are to the folder choice, a bit per byte: full
+// stops, digits, "e" (which may begin the reserved part elt), and odd
+// bytes (up to 0x40 and neither stop nor digit: markup characters,
+// controls, blanks and the rarer punctuation).
+struct NameBits {
+  uint64_t stops = 0;
+  uint64_t digits = 0;
+  uint64_t es = 0;
+  uint64_t odd = 0;
+};
+
+#if defined(__SSE2__)
+inline void ClassifyBlock(__m128i v, uint32_t at, NameBits* bits) {
+  const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(0x40)), v);
+  const __m128i d = _mm_sub_epi8(v, _mm_set1_epi8('0'));
+  const __m128i digit = _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8(9)), d);
+  const __m128i stop = _mm_cmpeq_epi8(v, _mm_set1_epi8('.'));
+  const __m128i e = _mm_cmpeq_epi8(v, _mm_set1_epi8('e'));
+  const __m128i odd = _mm_andnot_si128(_mm_or_si128(stop, digit), low);
+  bits->stops |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(stop))} << at;
+  bits->digits |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(digit))} << at;
+  bits->es |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(e))} << at;
+  bits->odd |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(odd))} << at;
+}
+#endif
+
+// The bits of a name of 1 to kMaxPlainName bytes and its first 8 bytes
+// (zero past its end); `listEnd` bounds what may be read behind it.
+inline uint64_t ClassifyName(const uint8_t* name, uint32_t length, const uint8_t* listEnd,
+                             NameBits* bits) {
+#if defined(__SSE2__)
+  // Most names: two blocks read whole, whatever lies behind the name.
+  if (length <= 32 && listEnd - name >= 32) {
+    const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(name));
+    ClassifyBlock(v0, 0, bits);
+    ClassifyBlock(_mm_loadu_si128(reinterpret_cast<const __m128i*>(name + 16)), 16, bits);
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(v0));
+  }
+  for (uint32_t at = 0; at < length; at += 16) {
+    ClassifyBlock(scan::LoadBlock(name + at, length - at), at, bits);
+  }
+#else
+  (void)listEnd;
+  for (uint32_t at = 0; at < length; ++at) {
+    const uint8_t c = name[at];
+    const uint64_t bit = uint64_t{1} << at;
+    if (c == '.') {
+      bits->stops |= bit;
+    } else if (c >= '0' && c <= '9') {
+      bits->digits |= bit;
+    } else if (c <= 0x40) {
+      bits->odd |= bit;
+    }
+    if (c == 'e') bits->es |= bit;
+  }
+#endif
+  return LoadUpTo8(name, length < 8 ? length : 8);
+}
+
+// True when a part of the name (its parts begin at `starts`) is elt.
+bool HasEltPart(const uint8_t* name, uint32_t length, uint64_t stops) {
+  uint32_t start = 0;
+  for (uint64_t rest = stops;; rest &= rest - 1) {
+    const uint32_t end = rest != 0 ? static_cast<uint32_t>(__builtin_ctzll(rest)) : length;
+    if (end - start == 3 && LoadUpTo8(name + start, 3) == kEltWord) return true;
+    if (rest == 0) return false;
+    start = end + 1;
+  }
+}
+
+// The folder and the parts of a name of 1 to kMaxPlainName bytes; false
+// when the name is not plain as the plain writer takes it (see
+// props_writer.h), so that the general folder choice would place it
+// otherwise or has to look closer.
+inline bool ShapeName(const uint8_t* name, uint32_t length, const uint8_t* listEnd,
+                      NameShape* shape) {
+  NameBits bits;
+  uint64_t head = ClassifyName(name, length, listEnd, &bits);
+  const uint64_t valid = length == 64 ? ~uint64_t{0} : (uint64_t{1} << length) - 1;
+  const uint64_t stops = bits.stops & valid;
+  const uint64_t starts = ((stops << 1) | 1) & valid;
+  // No odd byte, no part that is empty or begins with a digit, no elt.
+  if (((bits.odd | (bits.digits & starts) | (stops & starts)) & valid) != 0 ||
+      (stops >> (length - 1)) != 0) {
+    return false;
+  }
+  if ((bits.es & starts) != 0 && HasEltPart(name, length, stops)) return false;
+  // Without branches on the name's shape, which varies from name to name:
+  // a name without stops has its first part 63 bytes long (no folder's)
+  // and its leaf at 0.
+  const auto first = static_cast<uint32_t>(__builtin_ctzll(stops | (uint64_t{1} << 63)));
+  const auto leaf = stops == 0 ? 0u : static_cast<uint32_t>(64 - __builtin_clzll(stops | 1));
+  // The first part as a word; none of 8 bytes or more is a folder's.
+  head = first < 8 ? head & ((uint64_t{1} << (8 * first)) - 1) : 0;
+  const FolderEntry& f = kFolderHash.entry[FolderSlot(head)];
+  // A folder without groups takes two-part names only; the folder's own
+  // part is not written.
+  const bool inFolder = f.word == head && (!f.no_groups || (stops & (stops - 1)) == 0);
+  *shape = NameShape{inFolder ? f.id : FolderId::kUsr, inFolder ? first + 1 : 0, leaf};
+  return true;
+}
+
+// "00" to "99".
+constexpr auto kDigitPairs = [] {
+  struct Table {
+    char pair[100][2];
+  } t{};
+  for (uint32_t i = 0; i < 100; ++i) {
+    t.pair[i][0] = static_cast<char>('0' + i / 10);
+    t.pair[i][1] = static_cast<char>('0' + i % 10);
+  }
+  return t;
+}();
+
+constexpr auto kPowersOfTen = [] {
+  struct Table {
+    uint64_t power[20];
+  } t{};
+  uint64_t v = 1;
+  for (uint64_t& power : t.power) {
+    power = v;
+    v *= 10;
+  }
+  return t;
+}();
+
+// The decimal text of v at p; its end.
+inline uint8_t* PutUnsigned(uint8_t* p, uint64_t v) {
+  // Digits from the bit length (log10 2 is about 1233 / 4096), one too
+  // many below the next power of ten.
+  const auto guess = static_cast<uint32_t>(((64 - __builtin_clzll(v | 1)) * 1233) >> 12);
+  const uint32_t digits = guess + (v >= kPowersOfTen.power[guess] ? 1 : 0);
+  uint8_t* const end = p + (digits == 0 ? 1 : digits);
+  uint8_t* q = end;
+  while (v >= 100) {
+    q -= 2;
+    std::memcpy(q, kDigitPairs.pair[v % 100], 2);
+    v /= 100;
+  }
+  if (v >= 10) {
+    std::memcpy(q - 2, kDigitPairs.pair[v], 2);
+  } else {
+    q[-1] = static_cast<uint8_t>('0' + v);
+  }
+  return end;
+}
+
+inline uint8_t* PutSigned(uint8_t* p, int64_t v) {
+  *p = '-';
+  const uint64_t magnitude = static_cast<uint64_t>(v);
+  return v < 0 ? PutUnsigned(p + 1, uint64_t{0} - magnitude) : PutUnsigned(p, magnitude);
+}
+
+// Bytes of value text the general writer makes room for, by type: per
+// byte of the value, and in all.
+constexpr uint8_t kRoomPerValueByte[ZRF_TYPE_COUNT] = {5, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+constexpr uint8_t kRoomPerValue[ZRF_TYPE_COUNT] = {0,
+                                                   kMaxValueText,
+                                                   0,
+                                                   kMaxValueText,
+                                                   kMaxValueText,
+                                                   kMaxValueText,
+                                                   kMaxValueText,
+                                                   kMaxValueText,
+                                                   kMaxValueText,
+                                                   0,
+                                                   0,
+                                                   0};
+
+// A name part of n bytes at p: whole blocks when the list holds sixteen
+// bytes behind it and the output has room for them.
+inline uint8_t* PutPart(uint8_t* p, const uint8_t* part, uint32_t n, const uint8_t* listEnd) {
+#if defined(__SSE2__)
+  if (n <= 16 && listEnd - part >= 16) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p),
+                     _mm_loadu_si128(reinterpret_cast<const __m128i*>(part)));
+    return p + n;
+  }
+#else
+  (void)listEnd;
+#endif
+  return CopyShort(p, part, n);
+}
+
+// The open groups of the folder being written: the group parts of the
+// last element's name (from `base`), where each begins and ends.
+struct OpenGroups {
+  const uint8_t* base = nullptr;
+  uint32_t count = 0;
+  uint32_t start[kMaxPlainGroups];
+  uint32_t end[kMaxPlainGroups];
+
+  uint64_t Bytes() const { return count == 0 ? 0 : end[count - 1]; }
+
+  uint8_t* CloseFrom(uint8_t* p, uint32_t keep) {
+    while (count > keep) {
+      --count;
+      *p++ = '<';
+      *p++ = '/';
+      p = CopyShort(p, base + start[count], end[count] - start[count]);
+      *p++ = '>';
+    }
+    return p;
+  }
+
+  // Makes the open groups those of `groups` (parts each ended by a full
+  // stop), as the general writer does: closes those not shared, opens the
+  // rest.
+  uint8_t* Switch(uint8_t* p, const uint8_t* groups, uint32_t groupsBytes) {
+    uint32_t starts[kMaxPlainGroups];
+    uint32_t ends[kMaxPlainGroups];
+    uint32_t n = 0;
+    uint32_t from = 0;
+    for (uint32_t at = 0; at < groupsBytes; ++at) {
+      if (groups[at] != '.') continue;
+      starts[n] = from;
+      ends[n] = at;
+      ++n;
+      from = at + 1;
+    }
+    uint32_t shared = 0;
+    while (shared < n && shared < count) {
+      const uint32_t bytes = end[shared] - start[shared];
+      if (bytes != ends[shared] - starts[shared] ||
+          std::memcmp(base + start[shared], groups + starts[shared], bytes) != 0) {
+        break;
+      }
+      ++shared;
+    }
+    p = CloseFrom(p, shared);
+    for (uint32_t g = shared; g < n; ++g) {
+      *p++ = '<';
+      p = CopyShort(p, groups + starts[g], ends[g] - starts[g]);
+      *p++ = '>';
+    }
+    base = groups;
+    std::memcpy(start, starts, n * sizeof starts[0]);
+    std::memcpy(end, ends, n * sizeof ends[0]);
+    count = n;
+    return p;
+  }
+};
+
+// The output as the writer holds it: the write position and the end of
+// the room, in registers rather than in the buffer's fields.
+struct Output {
+  ZRFHDRBUF* buffer;
+  uint8_t* p;
+  uint8_t* limit;
+
+  // Room for `more` bytes at p, made as the general writer makes it.
+  KWLONG Reserve(uint64_t more) {
+    if (more <= static_cast<uint64_t>(limit - p)) return KWRC_NONE;
+    return Grow(more);
+  }
+  [[gnu::noinline]] KWLONG Grow(uint64_t more) {
+    buffer->Length = static_cast<KWULONG>(p - buffer->pBuffer);
+    const KWLONG reason = ReserveFolderOut(buffer, more);
+    p = buffer->pBuffer + buffer->Length;
+    limit = buffer->pBuffer + buffer->Size;
+    return reason;
+  }
+};
+
+template <typename T>
+KWLONG WriteFolders(const PlainPlan& plan, const uint8_t* list, const uint8_t* listEnd,
+                    bool reversed, ZRFHDRBUF* buffer) {
+  Output out{buffer, buffer->pBuffer + buffer->Length, buffer->pBuffer + buffer->Size};
+  OpenGroups open;
+  for (uint32_t rest = plan.folders; rest != 0; rest &= rest - 1) {
+    const auto folder = static_cast<FolderId>(__builtin_ctz(rest));
+    const std::string_view folderName = FolderNameOf(folder);
+    const auto folderBytes = reinterpret_cast<const uint8_t*>(folderName.data());
+    const auto chars = static_cast<uint32_t>(folderName.size());
+    // The folder's start tag behind its NameValueLength.
+    if (const KWLONG reason = out.Reserve(kFolderLengthBytes + uint64_t{chars} + 2);
+        reason != KWRC_NONE) {
+      return reason;
+    }
+    const uint64_t lengthAt = static_cast<uint64_t>(out.p - buffer->pBuffer);
+    uint8_t* p = out.p + kFolderLengthBytes;
+    *p++ = '<';
+    p = CopyShort(p, folderBytes, chars);
+    *p++ = '>';
+    out.p = p;
+    const bool jms = folder == FolderId::kJms;
+
+    for (uint32_t i = plan.head[static_cast<uint32_t>(folder)]; i != PlainPlan::kEnd;
+         i = plan.slots[i].next) {
+      const PlainSlot& slot = plan.slots[i];
+      const uint8_t* node = list + slot.offset;
+      const uint8_t* name = node + slot.name_at;
+      const uint8_t* value = node + slot.value_at;
+      const uint32_t nameBytes = slot.name_length;
+      const uint32_t valueBytes = slot.value_length;
+      const uint32_t code = slot.code;
+
+      // The general writer's room for the element, to the byte.
+      uint64_t valueRoom = uint64_t{kRoomPerValueByte[code]} * valueBytes + kRoomPerValue[code];
+      if (code == ZRF_TYPE_STRING && valueBytes > kWorkBufferSize) {
+        valueRoom = EscapeRoutinesFor(T::kCcsidType)->escaped_size(value, valueBytes);
+      }
+      const uint64_t room = open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) +
+                            uint64_t{3 + kGroupTagUnits} * nameBytes + kGroupTagUnits +
+                            kMarkupUnits + valueRoom;
+      if (const KWLONG reason = out.Reserve(room); reason != KWRC_NONE) return reason;
+
+      p = out.p;
+      const uint32_t groupsBytes = slot.leaf_start - slot.parts_start;
+      if (groupsBytes != 0 || open.count != 0) {
+        const uint8_t* groups = name + slot.parts_start;
+        // Most often the groups are those of the element before.
+        if (open.count != 0 && open.end[open.count - 1] + 1 == groupsBytes &&
+            SameName(open.base, groups, groupsBytes)) {
+          open.base = groups;
+        } else {
+          p = open.Switch(p, groups, groupsBytes);
+        }
+      }
+      const uint8_t* leaf = name + slot.leaf_start;
+      const uint32_t leafBytes = nameBytes - slot.leaf_start;
+      *p = '<';
+      p = PutPart(p + 1, leaf, leafBytes, listEnd);
+
+      const Attribute* attribute = &kAttributes[code];
+      if (jms && leafBytes == 3) {
+        // Leaves the parser reads as numbers: their strings say so, their
+        // numbers of the expected size need not.
+        const auto word = static_cast<uint32_t>(LoadUpTo8(leaf, 3));
+        const bool int32Leaf =
+            word == kJmsInt32Leaves[0] || word == kJmsInt32Leaves[1] || word == kJmsInt32Leaves[2];
+        const bool int64Leaf = word == kJmsInt64Leaves[0] || word == kJmsInt64Leaves[1];
+        if (code == ZRF_TYPE_STRING && (int32Leaf || int64Leaf)) {
+          attribute = &kJmsStringAttribute;
+        } else if ((code == ZRF_TYPE_INT32 && int32Leaf) || (code == ZRF_TYPE_INT64 && int64Leaf)) {
+          attribute = &kAttributes[ZRF_TYPE_STRING];
+        }
+      }
+      std::memcpy(p, attribute->text, sizeof attribute->text);
+      p += attribute->length;
+
+      // One branch on the type for the value.
+      *p = '>';
+      switch (code) {
+        case ZRF_TYPE_NULL:
+          p[0] = '/';
+          p[1] = '>';
+          out.p = p + 2;
+          continue;
+        case ZRF_TYPE_STRING:
+          p = scan::EscapeBytes<T>(p + 1, value, valueBytes);
+          break;
+        case ZRF_TYPE_BYTE_STRING:
+          ++p;
+          for (uint32_t b = 0; b < valueBytes; ++b) {
+            std::memcpy(p, kHexPairs.pair[value[b]], 2);
+            p += 2;
+          }
+          break;
+        case ZRF_TYPE_BOOLEAN:
+          p[1] = LoadU32(value) != 0 ? '1' : '0';
+          p += 2;
+          break;
+        case ZRF_TYPE_INT8:
+          p = PutSigned(p + 1, static_cast<int8_t>(value[0]));
+          break;
+        case ZRF_TYPE_INT16:
+          p = PutSigned(p + 1, static_cast<int16_t>(LoadU16(value)));
+          break;
+        case ZRF_TYPE_INT32:
+          p = PutSigned(p + 1, static_cast<int32_t>(LoadU32(value)));
+          break;
+        case ZRF_TYPE_INT64:
+          p = PutSigned(p + 1, static_cast<int64_t>(LoadU64(value)));
+          break;
+        default:  // the floats
+          p += 1 + FormatFixedValue(code, value, reinterpret_cast<char*>(p + 1));
+          break;
+      }
+      p[0] = '<';
+      p[1] = '/';
+      p = PutPart(p + 2, leaf, leafBytes, listEnd);
+      *p++ = '>';
+      out.p = p;
+    }
+
+    // The end tags, and blanks up to a multiple of 4 bytes.
+    if (const KWLONG reason =
+            out.Reserve(open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) + chars + 3 +
+                        kFolderAlignment);
+        reason != KWRC_NONE) {
+      return reason;
+    }
+    p = open.CloseFrom(out.p, 0);
+    p[0] = '<';
+    p[1] = '/';
+    p = CopyShort(p + 2, folderBytes, chars);
+    *p++ = '>';
+    uint8_t* const folderStart = buffer->pBuffer + lengthAt;
+    while ((p - folderStart - kFolderLengthBytes) % kFolderAlignment != 0) *p++ = ' ';
+    out.p = p;
+    StoreInt(folderStart, static_cast<int32_t>(p - folderStart - kFolderLengthBytes), reversed);
+  }
+  buffer->Length = static_cast<KWULONG>(out.p - buffer->pBuffer);
+  return KWRC_NONE;
+}
+
+}  // namespace
+
+bool PlanPlainFolders(const ZRFPROPS* list, int32_t copyPurpose, PlainPlan* plan) {
+  for (uint16_t& h : plan->head) h = PlainPlan::kEnd;
+  plan->folders = 0;
+  uint32_t count = 0;
+  uint32_t skipped = 0;
+  const uint8_t* bytes = ListBytes(list);
+  const uint32_t end = list->StrucLen;
+  const uint8_t* listEnd = bytes + end;
+  const bool everyCopy = copyPurpose == 0 || copyPurpose == KWCOPY_ALL;
+  const uint32_t purposeBits = KWCOPY_ALL | static_cast<uint32_t>(copyPurpose);
+  for (uint32_t offset = kHeaderLength; offset < end;) {
+    const uint8_t* node = bytes + offset;
+    const uint32_t left = end - offset;
+    const uint32_t code = left >= 4 ? LoadU32(node) : ZRF_TYPE_COUNT;
+    // The types the plain writer takes, whose nodes have Support at 4, the
+    // name length, copy options and name within the first 20 bytes, a
+    // variable value's length at 8.
+    if (code >= ZRF_TYPE_NAME_ONLY || left < 20) {
+      NodeView view;
+      if (!DecodeNode(node, left, &view)) return false;
+      offset += view.length;
+      // Nodes that are not written do not matter; any other needs the
+      // general writer.
+      if (!SelectedByPurpose(view, copyPurpose) ||
+          (view.type_flags & ZRF_TYPE_MASK) == ZRF_TYPE_NAME_ONLY) {
+        ++skipped;
+        continue;
+      }
+      return false;
+    }
+    // Without branches on the type, which varies from node to node.
+    const PlainLayout& layout = kPlainLayouts[code];
+    const uint32_t nameLength = LoadU16(node + layout.name_length_at);
+    const uint32_t variableLength = LoadU32(node + kVariableLengthAt) & layout.variable_mask;
+    const uint32_t valueLength = variableLength | layout.fixed_size;
+    const uint64_t padded = PadToNodeAlignment(uint64_t{layout.name_at} + nameLength +
+                                               variableLength + (layout.variable_mask & 1));
+    if (padded > left) return false;
+    const uint32_t at = offset;
+    offset += static_cast<uint32_t>(padded);
+    const uint32_t copy = node[layout.copy_at];
+    if (!everyCopy && (copy & purposeBits) == 0) {
+      ++skipped;
+      continue;
+    }
+    // Any Support but optional and any copy options but the default need
+    // the general writer's attributes.
+    if (LoadU32(node + 4) != KWPD_SUPPORT_OPTIONAL ||
+        (copy & KWCOPY_VALID_MASK) != KWCOPY_DEFAULT || nameLength - 1 >= kMaxPlainName ||
+        count == kMaxPlainNodes) {
+      return false;
+    }
+    NameShape shape;
+    if (!ShapeName(node + layout.name_at, nameLength, listEnd, &shape)) return false;
+
+    PlainSlot& slot = plan->slots[count];
+    slot.offset = at;
+    slot.value_length = valueLength;
+    slot.name_at = layout.name_at;
+    slot.name_length = static_cast<uint8_t>(nameLength);
+    slot.value_at = static_cast<uint8_t>(layout.value_at + (nameLength & layout.variable_mask));
+    slot.code = static_cast<uint8_t>(code);
+    slot.parts_start = static_cast<uint8_t>(shape.parts_start);
+    slot.leaf_start = static_cast<uint8_t>(shape.leaf_start);
+    slot.next = PlainPlan::kEnd;
+    const auto folder = static_cast<uint32_t>(shape.folder);
+    const uint32_t bit = 1u << folder;
+    if ((plan->folders & bit) == 0) {
+      plan->head[folder] = static_cast<uint16_t>(count);
+    } else {
+      plan->slots[plan->tail[folder]].next = static_cast<uint16_t>(count);
+    }
+    plan->tail[folder] = static_cast<uint16_t>(count);
+    plan->folders |= bit;
+    ++count;
+  }
+  plan->count = count;
+  plan->skipped = skipped;
+  return true;
+}
+
+KWLONG WritePlainFolders(const PlainPlan& plan, const ZRFPROPS* list, uint8_t family, bool reversed,
+                         ZRFHDRBUF* out) {
+  const uint8_t* bytes = ListBytes(list);
+  const uint8_t* listEnd = bytes + list->StrucLen;
+  if (family == XCS_CCSID_TYPE_UTF8) {
+    return WriteFolders<FamilyTraits<XCS_CCSID_TYPE_UTF8>>(plan, bytes, listEnd, reversed, out);
+  }
+  return WriteFolders<FamilyTraits<XCS_CCSID_TYPE_ASCII>>(plan, bytes, listEnd, reversed, out);
+}
+
+}  // namespace zxv::props
