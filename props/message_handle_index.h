@@ -234,12 +234,17 @@ inline bool NodeAt(const ZRFPROPS* list, uint32_t offset, NodeView* node) {
 // Adds `delta` to the offset of every node at or after `from`. Offsets of
 // unused ids are 0 and stay so; the loop runs over whole blocks.
 inline void MoveOffsets(PropertyIndex& index, uint32_t from, uint32_t delta) {
-  uint32_t* offsets = index.offsets;
+  // Offsets and `from` lie below kMaxListSize, so they compare as signed
+  // words, which the vector instructions compare directly.
+  static_assert(kMaxListSize <= INT32_MAX, "offsets compare as signed words");
+  auto* offsets = reinterpret_cast<int32_t*>(index.offsets);
+  const auto start = static_cast<int32_t>(from);
+  const auto step = static_cast<int32_t>(delta);
   const uint32_t blocks = (index.idCount + kIdBlock) / kIdBlock;
   for (uint32_t b = 0; b < blocks; ++b) {
-    uint32_t* block = offsets + b * kIdBlock;
+    int32_t* block = offsets + b * kIdBlock;
     for (uint32_t i = 0; i < kIdBlock; ++i) {
-      block[i] += block[i] >= from ? delta : 0u;
+      block[i] += block[i] >= start ? step : 0;
     }
   }
 }
