@@ -1,15 +1,21 @@
 // Writing a parsed property as the last node of a property list, with
 // everything about the node known at once: the folder parser's end-of-list
 // appends. The node's bytes are exactly those the store writes for the same
-// property (a test compares the two).
+// property (a test compares the two). Inline: both the session and the
+// fused pass (folder_fast_pass.cpp) call it once per property; the checks
+// of the store's node check and the node writer folded into one pass, with
+// the layout read from the store's table.
 //
 //   uint32_t at = 0;
 //   KWLONG reason = AppendParsedNode(pal, property, &at);
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
+#include "props/byte_words.h"
 #include "props/folder_session.h"
+#include "props/property_store.h"
 #include "zxvxzu/properties.h"
 
 namespace zxv::props {
@@ -17,11 +23,81 @@ namespace zxv::props {
 // Appends `property` (name and text values already in the list's CCSID;
 // type ZRF_TYPE_STRING to ZRF_TYPE_NULL with a value of that
 // type's size) behind the last node of the usable list in `pal`, growing
-// the list when needed; *offset receives the node's offset. Returns
+// the list when needed; *offset receives the node's offset. The name's
+// property.name_length bytes are written by writeName(to), which returns
+// the end of what it wrote (property.name is not read). Returns
 // KWRC_NONE, KWRC_PROPERTY_NAME_ERROR for an empty name or one longer than a
 // node can hold, KWRC_PROPERTY_TYPE_ERROR for a value that does not fit the
 // type, or 2071/2102/2195 when the list cannot grow; the list is unchanged
 // on failure.
-KWLONG AppendParsedNode(ZRFPAL* pal, const ParsedProperty& property, uint32_t* offset);
+template <typename WriteName>
+[[gnu::always_inline]] inline KWLONG AppendParsedNodeWith(ZRFPAL* pal,
+                                                          const ParsedProperty& property,
+                                                          WriteName&& writeName, uint32_t* offset) {
+  const uint32_t code = property.type;
+  if (code >= ZRF_TYPE_NAME_ONLY) return KWRC_PROPERTY_TYPE_ERROR;  // the parser makes none
+  const NodeLayout& layout = kNodeLayouts[code];
+  const uint32_t nameLength = property.name_length;
+  if (nameLength == 0 || nameLength > kMaxNameLength) return KWRC_PROPERTY_NAME_ERROR;
+  const bool variable = layout.variable();
+  const uint32_t valueLength = property.value_length;
+  if (!variable && valueLength != layout.fixed_size) return KWRC_PROPERTY_TYPE_ERROR;
+  if (property.value == nullptr && valueLength != 0) return KWRC_PROPERTY_TYPE_ERROR;
+  const uint64_t length = PadToNodeAlignment(RawNodeLength(layout, nameLength, valueLength));
+  if (length > kMaxListSize - kHeaderLength) return KWRC_STORAGE_NOT_AVAILABLE;
+  if (length > pal->Size - pal->pProps->StrucLen) {
+    if (const KWLONG reason = EnsureRoom(pal, length); reason != KWRC_NONE) return reason;
+  }
+
+  ZRFPROPS* list = pal->pProps;
+  const uint32_t at = list->StrucLen;
+  uint8_t* node = ListBytes(list) + at;
+  // The padding is the node's last word: zeroed first, the contents
+  // written over it.
+  StoreU32(node + length - 4, 0);
+  StoreU32(node, code | (property.user_context ? ZRF_FLAG_USER_CONTEXT : 0u));
+  StoreU32(node + 4, property.support);
+  if (variable) {
+    StoreU32(node + layout.length_offset, valueLength);
+  } else if (code == ZRF_TYPE_BOOLEAN) {
+    // A boolean is stored as 0 or 1 whatever non-zero value it came as.
+    StoreU32(node + layout.fixed_offset, LoadU32(property.value) != 0 ? 1u : 0u);
+  } else {
+    // Fixed sizes as constants, so that each copy is one load and store.
+    uint8_t* to = node + layout.fixed_offset;
+    switch (layout.fixed_size) {
+      case 1:
+        *to = *property.value;
+        break;
+      case 2:
+        std::memcpy(to, property.value, 2);
+        break;
+      case 4:
+        std::memcpy(to, property.value, 4);
+        break;
+      case 8:
+        std::memcpy(to, property.value, 8);
+        break;
+      default:
+        break;  // null: no value
+    }
+  }
+  StoreU16(node + layout.name_length_offset, static_cast<uint16_t>(nameLength));
+  node[layout.copy_offset] = property.copy_options;
+  uint8_t* cursor = writeName(node + layout.name_offset);
+  if (variable) *CopyShort(cursor, property.value, valueLength) = 0;
+  list->StrucLen = at + static_cast<uint32_t>(length);
+  list->PropsLen += nameLength + valueLength;
+  *offset = at;
+  return KWRC_NONE;
+}
+
+// AppendParsedNodeWith for a name that lies whole at property.name.
+[[gnu::always_inline]] inline KWLONG AppendParsedNode(ZRFPAL* pal, const ParsedProperty& property,
+                                                      uint32_t* offset) {
+  return AppendParsedNodeWith(
+      pal, property,
+      [&](uint8_t* to) { return CopyShort(to, property.name, property.name_length); }, offset);
+}
 
 }  // namespace zxv::props

@@ -4,6 +4,7 @@
 // The grammar is documented in include/zxvxzu/folder_parser.h.
 #include <cstring>
 
+#include "props/folder_fast_pass.h"
 #include "props/folder_markup_words.h"
 #include "props/folder_parser.h"
 #include "props/folder_tokens.h"
@@ -70,6 +71,9 @@ struct Frame {
   bool has_support;
   bool has_copy;
   bool content_properties;  // the folder only: content='properties'
+  // A part of the name up to here holds a full stop (a tag or a name
+  // attribute written with one): the session must split the name itself.
+  bool dotted;
 };
 
 template <typename T>
@@ -105,7 +109,7 @@ class FolderGrammar {
   KWLONG Copy(const uint8_t* value, uint32_t bytes, uint8_t* copy);
   KWLONG Support(const uint8_t* value, uint32_t bytes, uint32_t* support);
   KWLONG AppendNamePart(const uint8_t* part, uint32_t bytes, bool escaped);
-  void MarkNamePart(uint32_t index);
+  bool MarkNamePart(uint32_t index);
   KWLONG Unescaped(const uint8_t* text, uint32_t bytes, bool entity, const uint8_t** out,
                    uint32_t* outBytes);
   KWLONG Property(const Frame& f, uint32_t depth, const uint8_t* text, uint32_t bytes, bool entity);
@@ -383,14 +387,20 @@ KWLONG FolderGrammar<T>::AppendNamePart(const uint8_t* part, uint32_t bytes, boo
 }
 
 // Records where name part `index` ends (the names buffer's end) and the
-// hash of the name up to there.
+// hash of the name up to there. True when the part holds a full stop,
+// which makes it more than one part of the name for the store.
 template <typename T>
-void FolderGrammar<T>::MarkNamePart(uint32_t index) {
+bool FolderGrammar<T>::MarkNamePart(uint32_t index) {
   ScratchBuffer& names = session_->names();
-  const uint32_t from = index == 0 ? 0 : part_end_[index - 1];
+  // The part without the full stop before it.
+  const uint32_t from = index == 0 ? 0 : part_end_[index - 1] + kStep;
   const uint64_t h = index == 0 ? kPrefixHashStart : part_hash_[index - 1];
   part_end_[index] = names.size();
   part_hash_[index] = ContinuePrefixHash(h, names.data() + from, names.size() - from);
+  for (uint32_t at = from; at < names.size(); at += kStep) {
+    if (T::Load(names.data() + at) == T::Char('.')) return true;
+  }
+  return false;
 }
 
 // Element text without its entities: the text itself when it has no "&"
@@ -449,7 +459,7 @@ KWLONG FolderGrammar<T>::Property(const Frame& f, uint32_t depth, const uint8_t*
     if (bytes != 0) return SyntaxError();  // a null has no text
     p.type = ZRF_TYPE_NULL;
     const NameParts parts{part_end_, part_hash_, base_parts_ + depth};
-    return session_->Add(p, &parts, kFnFolderParse);
+    return session_->Add(p, f.dotted ? nullptr : &parts, kFnFolderParse);
   }
 
   const uint8_t* value = nullptr;
@@ -544,7 +554,7 @@ KWLONG FolderGrammar<T>::Property(const Frame& f, uint32_t depth, const uint8_t*
     p.value_length = FixedValueSize(type);
   }
   const NameParts parts{part_end_, part_hash_, base_parts_ + depth};
-  return session_->Add(p, &parts, kFnFolderParse);
+  return session_->Add(p, f.dotted ? nullptr : &parts, kFnFolderParse);
 }
 
 // The elements of the folder, from behind its start tag to behind its end
@@ -655,7 +665,7 @@ KWLONG FolderGrammar<T>::Body(const Frame& folder) {
       reason = AppendNamePart(text_ + f.tag, f.tag_bytes, false);
     }
     if (reason != KWRC_NONE) return reason;
-    MarkNamePart(base_parts_ + depth - 2);
+    f.dotted = MarkNamePart(base_parts_ + depth - 2) || top.dotted;
     if (selfClosing) {
       if (const KWLONG r = Property(f, depth - 1, text_ + c_.pos(), 0, false); r != KWRC_NONE) {
         return r;
@@ -766,7 +776,7 @@ KWLONG FolderGrammar<T>::Run(uint32_t* action) {
     if (const KWLONG reason = AppendNamePart(folderName, span.length, false); reason != KWRC_NONE) {
       return reason;
     }
-    MarkNamePart(0);
+    folder.dotted = MarkNamePart(0);
     base_parts_ = 1;
   }
   if (!selfClosing) {
@@ -807,6 +817,21 @@ KWLONG ParseFolder(const uint8_t* text, uint32_t length, int32_t ccsid, uint8_t 
                    FolderSession* session, uint32_t* action) {
   session->SetFolderEncoding(ccsid, family);
   session->ExpectFolderBytes(length);
+  // The fused pass serves UTF-8 folders of the common shape. It leaves out
+  // the traces, so it runs only while trace is off.
+  if (family == XCS_CCSID_TYPE_UTF8 && !xtr_active(XTR_LEVEL_FLOW)) {
+    KWLONG reason = KWRC_NONE;
+    switch (ParseFolderFast(text, length, session, action, &reason)) {
+      case FastPass::kDone:
+        return reason;
+      case FastPass::kGaveUp:
+        session->RollbackFolder();
+        session->BeginFolder();
+        break;
+      case FastPass::kDeclined:
+        break;
+    }
+  }
   switch (family) {
     case XCS_CCSID_TYPE_ASCII:
       return RunGrammar<FamilyTraits<XCS_CCSID_TYPE_ASCII>>(text, length, session, action);

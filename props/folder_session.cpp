@@ -53,7 +53,9 @@ FolderSession::FolderSession(ZRFPAL* pal, ZRFFOLDERCTX* ctx) : pal_(pal), ctx_(c
           (HeaderUsable(pal_) && pal_->pProps->StrucLen == kHeaderLength);
 }
 
-FolderSession::~FolderSession() { xcsFreeMemFn(prefixes_); }
+FolderSession::~FolderSession() {
+  if (prefixes_ != inline_prefixes_) xcsFreeMemFn(prefixes_);
+}
 
 void FolderSession::BeginFolder() {
   had_list_ = pal_->pProps != nullptr && pal_->Size >= kHeaderLength;
@@ -83,12 +85,13 @@ void FolderSession::RollbackFolder() {
     return;
   }
   if (pal_->pProps == nullptr) return;
-  if (saved_) {
-    std::memcpy(ListBytes(pal_->pProps), saved_list_.data(), struc_len_);
-  } else {
-    pal_->pProps->StrucLen = struc_len_;
-    pal_->pProps->PropsLen = props_len_;
-  }
+  // The nodes the folder found in the list are as they were unless the
+  // store changed them (then the copy taken before its first change holds
+  // them). The header counts are set apart from the copy: appends at the
+  // end before that change had already counted their nodes in it.
+  if (saved_) std::memcpy(ListBytes(pal_->pProps), saved_list_.data(), struc_len_);
+  pal_->pProps->StrucLen = struc_len_;
+  pal_->pProps->PropsLen = props_len_;
   // Prefixes of the removed nodes stay in the set: they can only send later
   // names the slow way, never place one wrongly.
   FindLastNode();
@@ -105,8 +108,7 @@ static bool SplitName(const uint8_t* name, uint32_t length, uint8_t family, uint
   for (;;) {
     const uint32_t end = NamePartEnd(name, length, start, family);
     if (n == kMaxNameParts) return false;
-    h = ContinuePrefixHash(h, name + (n == 0 ? 0 : start - stop.length),
-                           end - start + (n == 0 ? 0 : stop.length));
+    h = ContinuePrefixHash(h, name + start, end - start);
     ends[n] = end;
     hashes[n] = h;
     ++n;
@@ -137,17 +139,25 @@ void FolderSession::FindLastNode() {
 
 bool FolderSession::GrowPrefixes() {
   uint32_t capacity = prefix_capacity_ * 2;
-  if (prefix_capacity_ == 0) {
-    // At most half full with the prefixes expected.
-    capacity = kInitialPrefixCapacity;
-    while (capacity < (1u << 20) && capacity / 2 < prefix_hint_) capacity *= 2;
+  uint64_t* grown = nullptr;
+  if (prefix_capacity_ == 0 && prefix_hint_ <= kInlinePrefixes / 2) {
+    // A header of a few dozen properties: the set inside the session, no
+    // allocation.
+    capacity = kInlinePrefixes;
+    grown = inline_prefixes_;
+  } else {
+    if (prefix_capacity_ == 0) {
+      // At most half full with the prefixes expected.
+      capacity = kInitialPrefixCapacity;
+      while (capacity < (1u << 20) && capacity / 2 < prefix_hint_) capacity *= 2;
+    }
+    void* block = nullptr;
+    if (capacity > (1u << 26) ||
+        xcsGetMemFn(uint64_t{capacity} * sizeof(uint64_t), &block) != xcsRC_OK) {
+      return false;
+    }
+    grown = static_cast<uint64_t*>(block);
   }
-  void* block = nullptr;
-  if (capacity > (1u << 26) ||
-      xcsGetMemFn(uint64_t{capacity} * sizeof(uint64_t), &block) != xcsRC_OK) {
-    return false;
-  }
-  auto* grown = static_cast<uint64_t*>(block);
   std::memset(grown, 0, uint64_t{capacity} * sizeof(uint64_t));
   for (uint32_t i = 0; i < prefix_capacity_; ++i) {
     const uint64_t old = prefixes_[i];
@@ -156,44 +166,10 @@ bool FolderSession::GrowPrefixes() {
     while (grown[slot] != 0) slot = (slot + 1) & (capacity - 1);
     grown[slot] = old;
   }
-  xcsFreeMemFn(prefixes_);
+  if (prefixes_ != inline_prefixes_) xcsFreeMemFn(prefixes_);
   prefixes_ = grown;
   prefix_capacity_ = capacity;
   return true;
-}
-
-// One probe answers and inserts: true when `h` was not in the set. When
-// the set cannot grow the fast path stops (and the answer is false).
-inline bool FolderSession::AddPrefix(uint64_t h) {
-  if ((prefix_count_ + 1) * 2 > prefix_capacity_ && !GrowPrefixes()) {
-    fast_ = false;
-    return false;
-  }
-  const uint32_t mask = prefix_capacity_ - 1;
-  uint32_t slot = static_cast<uint32_t>(h) & mask;
-  while (prefixes_[slot] != 0) {
-    if (prefixes_[slot] == h) return false;
-    slot = (slot + 1) & mask;
-  }
-  prefixes_[slot] = h;
-  ++prefix_count_;
-  return true;
-}
-
-inline void FolderSession::RememberPrefix(uint64_t h) {
-  if (fast_) AddPrefix(h);
-}
-
-// Remembers the name just added as the last node's, and its prefixes from
-// part `from` on (the earlier ones are known already).
-inline void FolderSession::RememberLast(const NameParts& parts, uint32_t from) {
-  for (uint32_t i = from; i < parts.count; ++i) RememberPrefix(parts.hashes[i]);
-  // Mostly one to three parts: a loop, not a call.
-  for (uint32_t i = 0; i < parts.count; ++i) {
-    last_ends_[i] = parts.ends[i];
-    last_hashes_[i] = parts.hashes[i];
-  }
-  last_count_ = parts.count;
 }
 
 // Leading parts the name shares with the last node's name.

@@ -83,7 +83,9 @@ struct NameParts {
 };
 
 // The hash of name prefixes, continued from `h` (kPrefixHashStart for an
-// empty prefix) over the bytes of the next part; eight bytes per step, as
+// empty prefix) over the bytes of the next part (without the full stop
+// before it, so that a part hashes alike wherever its bytes lie: in a
+// name, or as a tag in folder text); eight bytes per step, as
 // it runs over every name the parser builds. Equal bytes in equal parts
 // give equal hashes; that is all the prefix set needs, as its hits are
 // only hints.
@@ -163,12 +165,43 @@ class FolderSession {
   bool CanAppendAtEnd(const ParsedProperty& property, const NameParts& parts,
                       uint32_t* rememberFrom);
   bool GrowPrefixes();
-  bool AddPrefix(uint64_t h);
-  void RememberPrefix(uint64_t h);
-  void RememberLast(const NameParts& parts, uint32_t from);
+  // One probe answers and inserts: true when `h` was not in the set. When
+  // the set cannot grow the fast path stops (and the answer is false).
+  bool AddPrefix(uint64_t h) {
+    if ((prefix_count_ + 1) * 2 > prefix_capacity_ && !GrowPrefixes()) {
+      fast_ = false;
+      return false;
+    }
+    const uint32_t mask = prefix_capacity_ - 1;
+    uint32_t slot = static_cast<uint32_t>(h) & mask;
+    while (prefixes_[slot] != 0) {
+      if (prefixes_[slot] == h) return false;
+      slot = (slot + 1) & mask;
+    }
+    prefixes_[slot] = h;
+    ++prefix_count_;
+    return true;
+  }
+  void RememberPrefix(uint64_t h) {
+    if (fast_) AddPrefix(h);
+  }
+  // Remembers the name just added as the last node's, and its prefixes from
+  // part `from` on (the earlier ones are known already).
+  void RememberLast(const NameParts& parts, uint32_t from) {
+    for (uint32_t i = from; i < parts.count; ++i) RememberPrefix(parts.hashes[i]);
+    // Mostly one to three parts: a loop, not a call.
+    for (uint32_t i = 0; i < parts.count; ++i) {
+      last_ends_[i] = parts.ends[i];
+      last_hashes_[i] = parts.hashes[i];
+    }
+    last_count_ = parts.count;
+  }
   void FindLastNode();
   KWLONG SaveListForRollback();
   KWLONG AddThroughStore(const ParsedProperty& property, uint32_t fn);
+
+  // The fused pass (folder_fast_pass.cpp) places nodes with the same state.
+  friend class FastFolderPass;
 
   ZRFPAL* pal_;
   ZRFFOLDERCTX* ctx_;
@@ -188,6 +221,9 @@ class FolderSession {
   uint32_t prefix_capacity_ = 0;  // a power of two
   uint32_t prefix_count_ = 0;
   uint32_t prefix_hint_ = 0;  // prefixes expected (ExpectFolderBytes)
+  // The set's first home, for headers of up to kInlinePrefixes / 2 names.
+  static constexpr uint32_t kInlinePrefixes = 128;
+  uint64_t inline_prefixes_[kInlinePrefixes];
   // Fewest folder bytes per property in headers seen in practice (short
   // names and values); a denser folder just grows the set.
   static constexpr uint32_t kBytesPerPrefix = 32;

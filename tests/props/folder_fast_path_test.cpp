@@ -69,6 +69,10 @@ TEST(FolderFastPath, AppendsGiveTheNodesTheStoreGives) {
       {"<jms><Dst>queue:///Q</Dst><Dlv>2</Dlv><Tms>17</Tms></jms>", ManyProperties(400)},
       // A second folder joins groups and replaces names of the first.
       {ManyProperties(40), ManyProperties(20)},
+      // Tags and name attributes with full stops are several parts each.
+      {"<usr><a.b>1</a.b><x>2</x><a><c>3</c></a><elt name='x.y'>4</elt><y>5</y>"
+       "<x><z>6</z></x></usr>",
+       "<a.b><c>7</c><x><e>8</e></x></a.b>"},
   };
   for (size_t i = 0; i < headers.size(); ++i) {
     SCOPED_TRACE(i);
@@ -81,6 +85,26 @@ TEST(FolderFastPath, AppendsGiveTheNodesTheStoreGives) {
     ASSERT_EQ(store, 0);
     EXPECT_FALSE(appended.empty());
     EXPECT_EQ(appended, placed);
+  }
+}
+
+TEST(FolderFastPath, AFailingFolderTakesItsAppendsBackWithItsStoreChanges) {
+  // The second folder appends b at the end, has the store put a.y beside
+  // a.x, then fails: the list is the first folder's again.
+  for (const char* verify : {"0", "1"}) {
+    SCOPED_TRACE(verify);
+    setenv("ZXV_VERIFY_PROPERTIES", verify, 1);
+    xcsClearEnvCache();
+    ZRFPAL pal{};
+    const ParseRun run = RunParse(BuildRfh2({"<usr><a><x>1</x></a></usr>",
+                                             "<usr><b>1</b><a><y>2</y></a><c dt='i4'>x</c></usr>"},
+                                            kUtf8Name),
+                                  &pal);
+    unsetenv("ZXV_VERIFY_PROPERTIES");
+    xcsClearEnvCache();
+    EXPECT_EQ(run.reason, KWRC_RFH_FORMAT_ERROR);
+    EXPECT_EQ(PropNames(pal), std::vector<std::string>{"a.x"});
+    zrfFreePAL(&pal, 0, nullptr, nullptr);
   }
 }
 
