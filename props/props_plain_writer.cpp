@@ -202,11 +202,14 @@ inline void ClassifyBlock(__m128i v, uint32_t at, NameBits* bits) {
 inline uint64_t ClassifyName(const uint8_t* name, uint32_t length, const uint8_t* listEnd,
                              NameBits* bits) {
 #if defined(__SSE2__)
-  // Most names: two blocks read whole, whatever lies behind the name.
+  // Most names: one or two blocks read whole, whatever lies behind the
+  // name.
   if (length <= 32 && listEnd - name >= 32) {
     const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(name));
     ClassifyBlock(v0, 0, bits);
-    ClassifyBlock(_mm_loadu_si128(reinterpret_cast<const __m128i*>(name + 16)), 16, bits);
+    if (length > 16) {
+      ClassifyBlock(_mm_loadu_si128(reinterpret_cast<const __m128i*>(name + 16)), 16, bits);
+    }
     return static_cast<uint64_t>(_mm_cvtsi128_si64(v0));
   }
   for (uint32_t at = 0; at < length; at += 16) {
@@ -304,16 +307,25 @@ inline uint8_t* PutUnsigned(uint8_t* p, uint64_t v) {
   const auto guess = static_cast<uint32_t>(((64 - __builtin_clzll(v | 1)) * 1233) >> 12);
   const uint32_t digits = guess + (v >= kPowersOfTen.power[guess] ? 1 : 0);
   uint8_t* const end = p + (digits == 0 ? 1 : digits);
+  // Four digits per 64-bit division, the last four in 32 bits.
   uint8_t* q = end;
-  while (v >= 100) {
-    q -= 2;
-    std::memcpy(q, kDigitPairs.pair[v % 100], 2);
-    v /= 100;
+  while (v >= 10000) {
+    const auto r = static_cast<uint32_t>(v % 10000);
+    v /= 10000;
+    q -= 4;
+    std::memcpy(q, kDigitPairs.pair[r / 100], 2);
+    std::memcpy(q + 2, kDigitPairs.pair[r % 100], 2);
   }
-  if (v >= 10) {
-    std::memcpy(q - 2, kDigitPairs.pair[v], 2);
+  auto w = static_cast<uint32_t>(v);
+  if (w >= 100) {
+    q -= 2;
+    std::memcpy(q, kDigitPairs.pair[w % 100], 2);
+    w /= 100;
+  }
+  if (w >= 10) {
+    std::memcpy(q - 2, kDigitPairs.pair[w], 2);
   } else {
-    q[-1] = static_cast<uint8_t>('0' + v);
+    q[-1] = static_cast<uint8_t>('0' + w);
   }
   return end;
 }
@@ -486,6 +498,9 @@ KWLONG WriteFolders(const PlainPlan& plan, const uint8_t* list, const uint8_t* l
         if (open.count != 0 && open.end[open.count - 1] + 1 == groupsBytes &&
             SameName(open.base, groups, groupsBytes)) {
           open.base = groups;
+        } else if (groupsBytes == 0) {
+          // Out of every group: nothing to compare.
+          p = open.CloseFrom(p, 0);
         } else {
           p = open.Switch(p, groups, groupsBytes);
         }

@@ -5,6 +5,10 @@
 // copied to the caller's buffer when they fit.
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "props/props_writer.h"
 #include "zxvxcs2/xcs_memory.h"
 #include "zxvxcs2/xcs_trace.h"
@@ -20,6 +24,23 @@ constexpr int32_t kDefaultMsgSeqNumber = 1;
 constexpr int32_t kDefaultOffset = 0;
 constexpr int32_t kDefaultMsgFlags = 0;
 constexpr int32_t kDefaultOriginalLength = KWOL_UNDEFINED;
+
+// Copies n bytes sixteen at a time (n at least 16): the compiler copies a
+// descriptor as a string move, whose start-up costs more than its bytes.
+void CopyDescriptorBytes(void* to, const void* from, size_t n) {
+  auto* t = static_cast<uint8_t*>(to);
+  const auto* f = static_cast<const uint8_t*>(from);
+#if defined(__SSE2__)
+  for (size_t at = 0; at + 16 < n; at += 16) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(t + at),
+                     _mm_loadu_si128(reinterpret_cast<const __m128i*>(f + at)));
+  }
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(t + n - 16),
+                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(f + n - 16)));
+#else
+  std::memcpy(t, f, n);
+#endif
+}
 
 bool GroupFieldsAtDefaults(const KWMD& md) {
   static constexpr uint8_t kNoGroup[KW_GROUP_ID_LENGTH] = {};
@@ -93,11 +114,11 @@ KWLONG PropertiesToHeaders(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const 
   const KWMD& own = handle->MsgDesc;
   bool extension = false;
   if (version == KWMD_VERSION_1) {
-    std::memcpy(md, &own, KWMD_LENGTH_1);
+    CopyDescriptorBytes(md, &own, KWMD_LENGTH_1);
     md->Version = KWMD_VERSION_1;
     extension = !GroupFieldsAtDefaults(own);
   } else {
-    *md = own;
+    CopyDescriptorBytes(md, &own, sizeof own);
     md->Version = KWMD_VERSION_2;
   }
 

@@ -203,12 +203,12 @@ KWLONG ReserveFolderOut(ZRFHDRBUF* out, uint64_t more);
 // The plain writer (props_plain_writer.cpp): the common case of
 // ConvertAllToRfh2 in a writer of its own. It takes a list whose folder
 // text is the list's own text in an ASCII-based or UTF-8 CCSID, and whose
-// selected properties are all compatible with Support optional, default
-// copy options and no user context, of a type other than "as stored" and
-// not held as text, under a name of at most 64 bytes that is a markup name
-// of letters, digits beyond the first of a part, full stops and bytes above
-// 0x40. It writes what the general writer writes, byte for byte, reserving
-// room at the same points.
+// selected properties (at most kMaxPlainNodes) all have Support optional,
+// default copy options and no user context, a type other than "as stored"
+// and no text form, and a name of at most kMaxPlainName bytes whose parts
+// are bytes above 0x40 and digits (none first), none of them elt. It writes
+// what the general writer writes, byte for byte, reserving room at the same
+// points with the same sizes.
 
 // Most nodes and longest name that the plain writer takes.
 inline constexpr uint32_t kMaxPlainNodes = 256;

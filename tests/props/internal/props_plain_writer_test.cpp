@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <random>
 #include <string>
@@ -148,7 +149,11 @@ class ListMaker {
       code = ZRF_TYPE_STRING;
     }
     spec->type_flags = code;
-    const uint64_t bits = rng_();
+    // Random bits, or a number at a boundary of its decimal digits.
+    static const int64_t kEdges[] = {
+        0,   9,        10,        99,        100,       9999,      10000,     -1,
+        -10, 99999999, 100000000, INT32_MIN, INT32_MAX, INT64_MIN, INT64_MAX, 1700000000003LL};
+    const uint64_t bits = Pick(3) == 0 ? static_cast<uint64_t>(kEdges[Pick(16)]) : rng_();
     std::memcpy(fixed, &bits, 8);
     if (code == ZRF_TYPE_STRING || code == ZRF_TYPE_BYTE_STRING || code == ZRF_TYPE_AS_STORED ||
         Odd()) {
