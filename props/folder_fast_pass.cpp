@@ -154,6 +154,106 @@ inline bool Integer(const uint8_t* text, uint32_t length, int64_t min, int64_t m
   return ReadInteger<T>(text, length, min, max, value);
 }
 
+// ReadFloat for a double in UTF-8 text, which mostly is a plain decimal:
+// an optional minus sign, at most 15 digits with at most one point between
+// them, no exponent. Such a number is its digits as an integer (exact in a
+// double) divided by a power of ten (exact up to 1e22), and that one
+// division rounds as the reading of the text does. Anything else goes to
+// ReadFloat.
+inline bool Double(const uint8_t* text, uint32_t length, double* value) {
+  constexpr uint32_t kExactDigits = 15;
+  static constexpr double kPowers[kExactDigits + 1] = {
+      1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const bool negative = length != 0 && text[0] == '-';
+  const uint32_t begin = negative ? 1 : 0;
+  uint64_t digits = 0;
+  uint32_t count = 0;
+  uint32_t point = 0;  // offset of the point, 0 when none
+  bool plain = length - begin >= 1 && length - begin <= kExactDigits + 1;
+  for (uint32_t at = begin; plain && at < length; ++at) {
+    const uint32_t d = static_cast<uint32_t>(text[at]) - '0';
+    if (d <= 9) {
+      digits = digits * 10 + d;
+      ++count;
+    } else if (text[at] == '.' && point == 0 && at != begin && at + 1 != length) {
+      point = at;
+    } else {
+      plain = false;
+    }
+  }
+  if (!plain || count > kExactDigits) return ReadFloat<T, double>(text, length, value);
+  const uint32_t fraction = point == 0 ? 0 : length - point - 1;
+  const double v = static_cast<double>(digits) / kPowers[fraction];
+  *value = negative ? -v : v;
+  return true;
+}
+
+// The offset of the first `byte` in [from, n) of `text`, or n; eight bytes
+// a step.
+inline uint32_t FindByte(const uint8_t* text, uint32_t from, uint32_t n, uint8_t byte) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  for (; n - from >= 8; from += 8) {
+    const uint64_t x = Load64(text + from) ^ (byte * kOnes);
+    const uint64_t hits = (x - kOnes) & ~x & (0x80 * kOnes);
+    if (hits != 0) return from + static_cast<uint32_t>(__builtin_ctzll(hits)) / 8;
+  }
+  while (from < n && text[from] != byte) ++from;
+  return from;
+}
+
+// The UTF-8 family's unescaping (value_escape.cpp) for text in which every
+// character is one byte, that is without lead bytes (0xC0 and above), which
+// the family's routine steps over whole: "&lt;", "&gt;", "&amp;", "&quot;"
+// and "&apos;" become their characters, other entities stay as written,
+// and an "&" without a ";" after it ends the text. False, with nothing
+// written, for text with a lead byte.
+inline bool UnescapeBytes(const uint8_t* text, uint32_t n, uint8_t* out, uint32_t* outLength) {
+  constexpr uint64_t kHigh = 0x8080808080808080ull;
+  uint32_t at = 0;
+  for (; n - at >= 8; at += 8) {
+    const uint64_t w = Load64(text + at);
+    if (w & (w << 1) & kHigh) return false;
+  }
+  for (; at < n; ++at) {
+    if (text[at] >= 0xC0) return false;
+  }
+  uint8_t* w = out;
+  uint32_t run = 0;
+  for (;;) {
+    const uint32_t amp = FindByte(text, run, n, '&');
+    std::memmove(w, text + run, amp - run);
+    w += amp - run;
+    if (amp == n) break;
+    const uint32_t semi = FindByte(text, amp + 1, n, ';');
+    if (semi == n) break;  // the "&" and all after it are dropped
+    const uint8_t* name = text + amp + 1;
+    uint8_t replacement = 0;
+    switch (semi - amp - 1) {
+      case 2:
+        if (name[1] == 't') replacement = name[0] == 'l' ? '<' : name[0] == 'g' ? '>' : 0;
+        break;
+      case 3:
+        if (name[0] == 'a' && name[1] == 'm' && name[2] == 'p') replacement = '&';
+        break;
+      case 4:
+        if (std::memcmp(name, "quot", 4) == 0) replacement = '"';
+        if (std::memcmp(name, "apos", 4) == 0) replacement = '\'';
+        break;
+      default:
+        break;
+    }
+    if (replacement != 0) {
+      *w++ = replacement;
+    } else {
+      std::memmove(w, text + amp, semi - amp + 1);  // kept as written
+      w += semi - amp + 1;
+    }
+    run = semi + 1;
+  }
+  *outLength = static_cast<uint32_t>(w - out);
+  return true;
+}
+
 enum class Kind : uint8_t { kOther, kUser, kJms, kMcd };
 
 struct Frame {
@@ -493,7 +593,9 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
     values.Resize(0);
     if (const KWLONG reason = values.Reserve(bytes); reason != KWRC_NONE) return reason;
     uint32_t used = 0;
-    EscapeRoutinesFor(XCS_CCSID_TYPE_UTF8)->compress(value, bytes, values.data(), &used);
+    if (!UnescapeBytes(value, bytes, values.data(), &used)) {
+      EscapeRoutinesFor(XCS_CCSID_TYPE_UTF8)->compress(value, bytes, values.data(), &used);
+    }
     value = values.data();
     valueBytes = used;
   }
@@ -552,7 +654,7 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
         ok = ReadFloat<T, float>(value, valueBytes, &number.r4);
         break;
       case ZRF_TYPE_FLOAT64:
-        ok = ReadFloat<T, double>(value, valueBytes, &number.r8);
+        ok = Double(value, valueBytes, &number.r8);
         break;
       case ZRF_TYPE_BYTE_STRING: {
         // Decoded in place of the text: the bytes are never longer.

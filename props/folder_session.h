@@ -122,6 +122,13 @@ inline uint64_t ContinuePrefixHash(uint64_t h, const uint8_t* bytes, uint32_t le
   } else {
     h = mix(h, 0);
   }
+  // The set takes its slot from the low bits, which the multiplications
+  // above fill only from the low bytes of each word: names that differ in
+  // their last characters alone ("item1", "item2") would share slots. One
+  // more round folds the high bits down.
+  h ^= h >> 33;
+  h *= 0xFF51AFD7ED558CCDull;
+  h ^= h >> 33;
   return h == 0 ? 1 : h;  // 0 marks an empty slot of the set
 }
 

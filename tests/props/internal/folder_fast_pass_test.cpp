@@ -128,8 +128,17 @@ class Generator {
       return out + "</" + name + ">";
     }
     const TypedValues& typed = kTyped[Pick(clean_ ? kCleanTypes : std::size(kTyped))];
-    const std::string value =
-        typed.values[Pick(clean_ ? 1 : static_cast<uint32_t>(typed.values.size()))];
+    std::string value = typed.values[Pick(clean_ ? 1 : static_cast<uint32_t>(typed.values.size()))];
+    if (typed.dt != nullptr && (typed.dt[0] == 'r' || typed.dt[0] == 'i') && Pick(2) == 0) {
+      // In range for the type in a clean folder.
+      const std::string dt = typed.dt;
+      const uint32_t most = !clean_ || dt[0] == 'r' ? 20
+                            : dt == "i1"            ? 2
+                            : dt == "i2"            ? 4
+                            : dt == "i8"            ? 18
+                                                    : 9;
+      value = Number(dt[0] == 'r', most);
+    }
     std::string attrs;
     if (typed.dt != nullptr) {
       const char q = Pick(4) == 0 ? '"' : '\'';
@@ -159,6 +168,19 @@ class Generator {
     if (!clean_ && Pick(50) == 0) end = "</" + name + "x>";
     if (!clean_ && Pick(50) == 0) end = "</" + name + " >";
     return out + "<" + name + attrs + ">" + value + end;
+  }
+
+  // Digits around an optional point (when `point`), sometimes signed: the
+  // shapes whose reading the pass does itself, and their edges.
+  std::string Number(bool point, uint32_t most) {
+    std::string n = Pick(3) == 0 ? "-" : "";
+    const uint32_t digits = 1 + Pick(most);
+    const uint32_t at = point && Pick(2) == 0 ? Pick(digits + 1) : digits + 1;
+    for (uint32_t i = 0; i < digits; ++i) {
+      if (i == at) n += '.';
+      n += static_cast<char>('0' + Pick(10));
+    }
+    return n;
   }
 
   std::mt19937 rng_;
@@ -227,7 +249,7 @@ TEST(FolderFastPass, RandomHeadersParseAsTheGeneralGrammarParsesThem) {
   ASSERT_FALSE(xtr_active(XTR_LEVEL_FLOW)) << "the fused pass runs only while trace is off";
   Generator gen(20261121);
   std::mt19937 pick(7);
-  constexpr int kMessages = 1500;
+  constexpr int kMessages = 2500;
   for (int i = 0; i < kMessages; ++i) {
     std::vector<std::string> folders;
     const uint32_t count = 1 + pick() % 3;
