@@ -278,7 +278,8 @@ class FastFolderPass {
         session_(session),
         ctx_(session->ctx_),
         names_(session->names()),
-        classes_(Classes().c) {}
+        classes_(Classes().c),
+        word_bytes_follow_(Classes().word_bytes_follow) {}
 
   FastPass Run(uint32_t* action, KWLONG* reason);
   bool touched() const { return touched_; }
@@ -300,6 +301,7 @@ class FastFolderPass {
   ZRFFOLDERCTX* ctx_;
   ScratchBuffer& names_;
   const uint8_t* classes_;
+  bool word_bytes_follow_;
   Kind kind_ = Kind::kOther;
   bool quick_ = false;    // nodes may be written here (QuickAllowed)
   bool touched_ = false;  // the list or descriptor may have changed
@@ -380,7 +382,7 @@ FastPass FastFolderPass::Run(uint32_t* action, KWLONG* reason) {
 [[gnu::always_inline]] inline uint32_t FastFolderPass::SkipWordBytes(uint32_t pos,
                                                                      uint32_t* all) const {
 #if defined(__SSE2__)
-  if (!Classes().word_bytes_follow) return pos;
+  if (!word_bytes_follow_) return pos;
   const __m128i below0 = _mm_set1_epi8('0' - 1);
   const __m128i above9 = _mm_set1_epi8('9' + 1);
   const __m128i belowA = _mm_set1_epi8('a' - 1);
