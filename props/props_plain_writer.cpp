@@ -197,6 +197,32 @@ inline void ClassifyBlock(__m128i v, uint32_t at, NameBits* bits) {
 }
 #endif
 
+// ClassifyName for names the blocks below do not take: longer ones, and
+// those too near the end of the list to read whole blocks. Out of line, so
+// that the common case keeps its values in registers.
+[[gnu::noinline]] uint64_t ClassifyNameByParts(const uint8_t* name, uint32_t length,
+                                               NameBits* bits) {
+#if defined(__SSE2__)
+  for (uint32_t at = 0; at < length; at += 16) {
+    ClassifyBlock(scan::LoadBlock(name + at, length - at), at, bits);
+  }
+#else
+  for (uint32_t at = 0; at < length; ++at) {
+    const uint8_t c = name[at];
+    const uint64_t bit = uint64_t{1} << at;
+    if (c == '.') {
+      bits->stops |= bit;
+    } else if (c >= '0' && c <= '9') {
+      bits->digits |= bit;
+    } else if (c <= 0x40) {
+      bits->odd |= bit;
+    }
+    if (c == 'e') bits->es |= bit;
+  }
+#endif
+  return LoadUpTo8(name, length < 8 ? length : 8);
+}
+
 // The bits of a name of 1 to kMaxPlainName bytes and its first 8 bytes
 // (zero past its end); `listEnd` bounds what may be read behind it.
 inline uint64_t ClassifyName(const uint8_t* name, uint32_t length, const uint8_t* listEnd,
@@ -212,25 +238,10 @@ inline uint64_t ClassifyName(const uint8_t* name, uint32_t length, const uint8_t
     }
     return static_cast<uint64_t>(_mm_cvtsi128_si64(v0));
   }
-  for (uint32_t at = 0; at < length; at += 16) {
-    ClassifyBlock(scan::LoadBlock(name + at, length - at), at, bits);
-  }
 #else
   (void)listEnd;
-  for (uint32_t at = 0; at < length; ++at) {
-    const uint8_t c = name[at];
-    const uint64_t bit = uint64_t{1} << at;
-    if (c == '.') {
-      bits->stops |= bit;
-    } else if (c >= '0' && c <= '9') {
-      bits->digits |= bit;
-    } else if (c <= 0x40) {
-      bits->odd |= bit;
-    }
-    if (c == 'e') bits->es |= bit;
-  }
 #endif
-  return LoadUpTo8(name, length < 8 ? length : 8);
+  return ClassifyNameByParts(name, length, bits);
 }
 
 // True when a part of the name (its parts begin at `starts`) is elt.
