@@ -188,6 +188,27 @@ inline bool Double(const uint8_t* text, uint32_t length, double* value) {
   return true;
 }
 
+// ReadHexBytes for UTF-8 text, which mostly is hex digit pairs without
+// blanks around them: those read in one loop with the error checked once,
+// any other shape by ReadHexBytes itself.
+inline bool HexBytes(const uint8_t* text, uint32_t length, uint8_t* out, uint32_t* outLength) {
+  using C = FolderCursor<T>;
+  if (length == 0 || length % 2 != 0 || C::IsBlank(text[0]) || C::IsBlank(text[length - 1])) {
+    return ReadHexBytes<T>(text, length, out, outLength);
+  }
+  const int8_t* digit = HexDigits<T>::kTable.v;
+  int bad = 0;
+  for (uint32_t at = 0; at < length; at += 2) {
+    const int hi = digit[text[at]];
+    const int lo = digit[text[at + 1]];
+    bad |= hi | lo;  // negative for a unit that is no digit
+    out[at / 2] = static_cast<uint8_t>((hi << 4) | lo);
+  }
+  if (bad < 0) return false;
+  *outLength = length / 2;
+  return true;
+}
+
 // The offset of the first `byte` in [from, n) of `text`, or n; eight bytes
 // a step.
 inline uint32_t FindByte(const uint8_t* text, uint32_t from, uint32_t n, uint8_t byte) {
@@ -668,7 +689,7 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
           }
         }
         uint32_t n = 0;
-        ok = ReadHexBytes<T>(value, valueBytes, values.data(), &n);
+        ok = HexBytes(value, valueBytes, values.data(), &n);
         value = values.data();
         valueBytes = n;
         break;

@@ -20,6 +20,21 @@
 
 namespace zxv::props {
 
+// CopyShort for values, which are often 17 to 32 bytes long: those in two
+// overlapping 16-byte moves rather than a library call.
+inline uint8_t* CopyValue(uint8_t* to, const uint8_t* from, uint32_t n) {
+  if (n > 16 && n <= 32) {
+    uint8_t a[16];
+    uint8_t b[16];
+    std::memcpy(a, from, 16);
+    std::memcpy(b, from + n - 16, 16);
+    std::memcpy(to, a, 16);
+    std::memcpy(to + n - 16, b, 16);
+    return to + n;
+  }
+  return CopyShort(to, from, n);
+}
+
 // Appends `property` (name and text values already in the list's CCSID;
 // type ZRF_TYPE_STRING to ZRF_TYPE_NULL with a value of that
 // type's size) behind the last node of the usable list in `pal`, growing
@@ -85,7 +100,7 @@ template <typename WriteName>
   StoreU16(node + layout.name_length_offset, static_cast<uint16_t>(nameLength));
   node[layout.copy_offset] = property.copy_options;
   uint8_t* cursor = writeName(node + layout.name_offset);
-  if (variable) *CopyShort(cursor, property.value, valueLength) = 0;
+  if (variable) *CopyValue(cursor, property.value, valueLength) = 0;
   list->StrucLen = at + static_cast<uint32_t>(length);
   list->PropsLen += nameLength + valueLength;
   *offset = at;

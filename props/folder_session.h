@@ -231,9 +231,9 @@ class FolderSession {
   // The set's first home, for headers of up to kInlinePrefixes / 2 names.
   static constexpr uint32_t kInlinePrefixes = 128;
   uint64_t inline_prefixes_[kInlinePrefixes];
-  // Fewest folder bytes per property in headers seen in practice (short
-  // names and values); a denser folder just grows the set.
-  static constexpr uint32_t kBytesPerPrefix = 32;
+  // Folder bytes per property in most headers (names and values of a few
+  // words, some typed); a denser folder grows the set once or twice.
+  static constexpr uint32_t kBytesPerPrefix = 48;
 
   // What RollbackFolder restores.
   bool had_list_ = false;
