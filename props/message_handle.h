@@ -297,6 +297,16 @@ struct PropertyIndex {
   // The encoding family of names in one CCSID, as NameFamilyOf gives it.
   int32_t familyCcsid;
   uint8_t family;
+  // The express paths' record of the list they last found usable for names
+  // of one CCSID (message_handle_express.h). Emptying the index clears it.
+  struct ExpressStamp {
+    uint64_t change;       // the handle's ChangeCount then; kNoChange: no record
+    const ZRFPROPS* list;  // the list then
+    uint64_t sizeCcsid;    // the handle's PropsSize then, the names' CCSID (not 0) above
+    uint64_t header[3];    // the list's header bytes then
+    uint8_t family;        // NameFamilyOf(the names' CCSID)
+    static constexpr uint64_t kNoChange = UINT64_MAX;  // a count never reached
+  } express;
 };
 
 // Raises the handle's change count: call after every change to the handle's

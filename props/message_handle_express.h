@@ -16,6 +16,7 @@
 // paths only check that the lock would be granted and write nothing.
 #pragma once
 
+#include <cstddef>
 #include <cstring>
 
 #include "props/byte_words.h"
@@ -240,6 +241,66 @@ inline KWLONG ExternalTypeOfValue(uint32_t code) {
   return KWRC_NONE;
 }
 
+// The express record (PropertyIndex::express) says that the handle's list,
+// as it was when recorded, passed ExpressList for names of one CCSID
+// without taking a CCSID, that the index described it, and which family
+// names of that CCSID are read in. It holds while the list's header bytes,
+// its block and size, and the handle's change count are what they were:
+// the record compares them all, so a change by any writer (the store, a
+// header parser, a reset, a caller's hand) fails it without that writer
+// knowing of it. The index follows the list only by raising the change
+// count or by being emptied, which clears the record, so an index that
+// held then describes the list still.
+static_assert(sizeof(ZRFPROPS) == sizeof(PropertyIndex::ExpressStamp::header),
+              "the record holds the whole header");
+
+// The record's key of a list block of `size` bytes and names of `nameCcsid`.
+inline uint64_t RecordKey(uint32_t size, int32_t nameCcsid) {
+  return uint64_t{size} | uint64_t{static_cast<uint32_t>(nameCcsid)} << 32;
+}
+
+[[gnu::always_inline]] inline bool RecordHolds(const MsgHandle* handle, const PropertyIndex* index,
+                                               int32_t nameCcsid) {
+  if (index == nullptr) return false;
+  const PropertyIndex::ExpressStamp& r = index->express;
+  const ZRFPROPS* list = handle->pProps;
+  // One test for the count, the block and the key; a record that exists
+  // names a list, so the list is there when these agree.
+  if (((r.change ^ handle->Work.ChangeCount) |
+       (reinterpret_cast<uintptr_t>(r.list) ^ reinterpret_cast<uintptr_t>(list)) |
+       (r.sizeCcsid ^ RecordKey(handle->PropsSize, nameCcsid))) != 0) {
+    return false;
+  }
+  const auto* bytes = reinterpret_cast<const uint8_t*>(list);
+  return ((Load64(bytes) ^ r.header[0]) | (Load64(bytes + 8) ^ r.header[1]) |
+          (Load64(bytes + 16) ^ r.header[2])) == 0;
+}
+
+// Records the handle's list as it is now: it passed ExpressList for names
+// of `nameCcsid` (not 0) with a CCSID of its own, and `index` describes it.
+[[gnu::always_inline]] inline void RecordList(const MsgHandle* handle, PropertyIndex* index,
+                                              int32_t nameCcsid, uint8_t family) {
+  PropertyIndex::ExpressStamp& r = index->express;
+  r.change = handle->Work.ChangeCount;
+  r.list = handle->pProps;
+  r.sizeCcsid = RecordKey(handle->PropsSize, nameCcsid);
+  std::memcpy(r.header, handle->pProps, sizeof r.header);
+  r.family = family;
+}
+
+// The record again after an express set on a list it held for: the set
+// changed the list's lengths, perhaps its block, and the change count.
+[[gnu::always_inline]] inline void RecordSet(const MsgHandle* handle, PropertyIndex* index,
+                                             int32_t nameCcsid) {
+  PropertyIndex::ExpressStamp& r = index->express;
+  r.change = handle->Work.ChangeCount;
+  r.list = handle->pProps;
+  r.sizeCcsid = RecordKey(handle->PropsSize, nameCcsid);
+  static_assert(offsetof(ZRFPROPS, StrucLen) == 8 && offsetof(ZRFPROPS, PropsLen) == 12,
+                "the lengths are the header's second word");
+  std::memcpy(&r.header[1], reinterpret_cast<const uint8_t*>(handle->pProps) + 8, 8);
+}
+
 enum class ValueLookup { kFound, kMissing, kOther };
 
 // IndexFind for a node of a value type (0..8) as stored in binary: kFound
@@ -322,19 +383,30 @@ enum class ValueLookup { kFound, kMissing, kOther };
 
   int32_t listCcsid;
   uint8_t listType;
-  bool adopt;
-  ZRFPROPS* list = ExpressList(handle, name.ccsid, &listCcsid, &listType, &adopt);
-  if (list == nullptr) return false;
-  // An index that needs no storage: the store's path builds or grows it.
-  PropertyIndex* index = static_cast<PropertyIndex*>(handle->Work.pIndex);
-  if (adopt) {
-    index = EmptyIndexInPlace(handle, listType);
-  } else if (!IndexDescribes(index, handle)) {
-    return false;
+  bool adopt = false;
+  uint8_t family;
+  ZRFPROPS* list;
+  PropertyIndex* index = index_detail::IndexOf(handle);
+  const bool recorded = RecordHolds(handle, index, name.ccsid);
+  if (recorded) {
+    list = handle->pProps;
+    listCcsid = list->CCSID;
+    listType = list->CCSIDType;
+    family = index->express.family;
+  } else {
+    list = ExpressList(handle, name.ccsid, &listCcsid, &listType, &adopt);
+    if (list == nullptr) return false;
+    // An index that needs no storage: the store's path builds or grows it.
+    if (adopt) {
+      index = EmptyIndexInPlace(handle, listType);
+    } else if (!IndexDescribes(index, handle)) {
+      return false;
+    }
+    if (index == nullptr) return false;
+    const ZRFPAL pal = ListOf(handle);
+    family = IndexNameFamily(*index, name.ccsid, &pal);
   }
-  if (index == nullptr) return false;
   const ZRFPAL pal = ListOf(handle);
-  const uint8_t family = IndexNameFamily(*index, name.ccsid, &pal);
 
   // The store's order: the name, then where the value goes, then the value.
   if (!handle->ValidationOff) {
@@ -389,15 +461,25 @@ enum class ValueLookup { kFound, kMissing, kOther };
                         static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length),
                         layout.name_offset);
     }
-    return true;
-  }
-  *reason = PutNode(handle, spec, layout, newLength, offset, 0, 0);
-  if (*reason == KWRC_NONE) {
-    if (adopt) {  // the list takes the store's CCSID with its first node
-      handle->pProps->CCSID = listCcsid;
-      handle->pProps->CCSIDType = listType;
+  } else {
+    *reason = PutNode(handle, spec, layout, newLength, offset, 0, 0);
+    if (*reason == KWRC_NONE) {
+      if (adopt) {  // the list takes the store's CCSID with its first node
+        handle->pProps->CCSID = listCcsid;
+        handle->pProps->CCSIDType = listType;
+      }
+      IndexNoteInserted(handle, offset, newLength, layout.name_offset, keys);
     }
-    IndexNoteInserted(handle, offset, newLength, layout.name_offset, keys);
+  }
+  // The node changed only the list's lengths and block, which the record
+  // takes again; a list that took its CCSID here is checked afresh. The
+  // index follows the list unless it was dropped.
+  if (*reason == KWRC_NONE && index_detail::IndexOf(handle) == index) {
+    if (recorded) {
+      RecordSet(handle, index, name.ccsid);
+    } else if (!adopt && name.ccsid != 0) {
+      RecordList(handle, index, name.ccsid, family);
+    }
   }
   return true;
 }
@@ -425,18 +507,28 @@ enum class ValueLookup { kFound, kMissing, kOther };
   if (!ExpressName(pName, &name)) return false;
   int32_t listCcsid;
   uint8_t listType;
-  bool adopt;
-  const ZRFPROPS* list = ExpressList(handle, name.ccsid, &listCcsid, &listType, &adopt);
-  if (list == nullptr || adopt) return false;
-  PropertyIndex* index = static_cast<PropertyIndex*>(handle->Work.pIndex);
-  if (!IndexDescribes(index, handle)) return false;
+  uint8_t family;
+  const ZRFPROPS* list;
+  PropertyIndex* index = index_detail::IndexOf(handle);
+  if (RecordHolds(handle, index, name.ccsid)) {
+    list = handle->pProps;
+    listCcsid = list->CCSID;
+    listType = list->CCSIDType;
+    family = index->express.family;
+  } else {
+    bool adopt;
+    list = ExpressList(handle, name.ccsid, &listCcsid, &listType, &adopt);
+    if (list == nullptr || adopt) return false;
+    if (!IndexDescribes(index, handle)) return false;
+    const ZRFPAL pal = ListOf(handle);
+    // The store reads the name in the family of its CCSID, the list's for 0.
+    family = IndexNameFamily(*index, name.ccsid != 0 ? name.ccsid : listCcsid, &pal);
+    if (name.ccsid != 0) RecordList(handle, index, name.ccsid, family);
+  }
   // The cursor the store's browse records the name in, without growing it.
   ZRFCURSOR* cursor = handle->pCursor;
   if (cursor == nullptr || cursor->Capacity < name.length) return false;
-  const ZRFPAL pal = ListOf(handle);
-  // The store reads the name in the family of its CCSID, the list's for 0.
-  const int32_t ccsid = name.ccsid != 0 ? name.ccsid : listCcsid;
-  if (MayBeDescriptorName(name, IndexNameFamily(*index, ccsid, &pal))) return false;
+  if (MayBeDescriptorName(name, family)) return false;
   // A pattern is browsed by the store.
   if (index->hasPercent ? name.data[name.length - 1] == index->percent
                         : EndsWithPercentSign(name.data, name.length, listType)) {

@@ -80,6 +80,7 @@ void Empty(PropertyIndex* index, const PropertyIndex& shape) {
   index->percent = shape.percent;
   index->familyCcsid = 0;
   index->family = 0;
+  index->express.change = PropertyIndex::ExpressStamp::kNoChange;
 }
 
 // An empty index of at least the given capacities: the handle's block when

@@ -2,12 +2,17 @@
 // the general path, which every call takes while trace is on: the same
 // random calls on two handles must give the same codes, outputs, lists,
 // descriptors, cursors and lock fields. (Neither path writes a trace line
-// while trace is off, so the traces agree by construction.)
+// while trace is off, so the traces agree by construction.) Between calls
+// the list's header is also changed by hand, as no library function would
+// tell the index of, so that a record the express paths keep of a list they
+// checked must notice every such change.
 #include <memory>
 #include <random>
 
 #include "tests/props/message_handle_test_util.h"
 #include "tests/trace_lines.h"
+#include "zxvxcs2/xcs_ccsid.h"
+#include "zxvxcs2/xcs_memory.h"
 #include "zxvxcs2/xcs_trace.h"
 
 namespace zxv::test {
@@ -121,13 +126,16 @@ class ExpressDifferentialTest : public MessageHandleTest {
     ASSERT_EQ(zstCreateMessageHandle(nullptr, kConn, &cmho, &other, &general, &cc_, &rc_), 0);
     std::mt19937 rng(seed);
     for (int step = 0; step < 600; ++step) {
-      const uint32_t op = rng() % 16;
+      const uint32_t op = rng() % 17;
       const uint32_t pick = rng();
       const Outcome e = Call(op, pick, express, &anchor_, false);
       const Outcome g = Call(op, pick, general, &other, true);
       ASSERT_TRUE(e == g) << "seed " << seed << " step " << step << " op " << op << " rc " << e.rc
                           << " vs " << g.rc;
       ASSERT_TRUE(StateOf(express) == StateOf(general)) << "seed " << seed << " step " << step;
+    }
+    for (const KWHMSG h : {express, general}) {  // a list its owner can free
+      if (HandleAt(h)->pProps->StrucId[0] != ZRFP_STRUC_ID[0]) ChangeHeader(HandleAt(h), 2 << 3);
     }
     while (HandleAt(general)->TidRecursionCount > 0) {
       zstReleaseMessageHandle(nullptr, HandleAt(general), ZST_LOCK_THREAD, KWHC_UNUSABLE_HCONN,
@@ -184,6 +192,8 @@ class ExpressDifferentialTest : public MessageHandleTest {
       o.ret = zstDeleteMessageProperty(nullptr, kConn, hMsg, &dmpo, &n, anchor, &o.cc, &o.rc);
     } else if (op == 14) {
       o.ret = zstResetMessageHandle(nullptr, HandleAt(hMsg), static_cast<KWLONG>(pick % 2));
+    } else if (op == 16) {
+      o.ret = static_cast<KWLONG>(ChangeHeader(HandleAt(hMsg), pick));
     } else {  // the calling thread takes or gives back a lock of its own
       MsgHandle* h = HandleAt(hMsg);
       o.ret = h->TidRecursionCount < 2 && pick % 2 == 0
@@ -196,6 +206,45 @@ class ExpressDifferentialTest : public MessageHandleTest {
     }
     o.records = xcsFailureRecordCount() - recordsBefore;
     return o;
+  }
+
+  // Changes the handle's list behind the library's back, each change undone
+  // by the next of its kind: the verify flag, the list's CCSID, its eye
+  // catcher, a reserved byte, or the list moved to a block of its exact
+  // length (same bytes, another address and size). Returns the kind.
+  static uint32_t ChangeHeader(MsgHandle* h, uint32_t pick) {
+    const uint32_t kind = (pick >> 3) % 5;
+    ZRFPROPS* list = h->pProps;
+    switch (kind) {
+      case 0:
+        list->VersionFlags ^= ZRFP_FLAG_VERIFY;
+        break;
+      case 1:
+        if (list->CCSID == KWCCSI_UTF8) {
+          list->CCSID = 819;
+          list->CCSIDType = XCS_CCSID_TYPE_ASCII;
+        } else if (list->CCSID == 819) {
+          list->CCSID = KWCCSI_UTF8;
+          list->CCSIDType = XCS_CCSID_TYPE_UTF8;
+        }
+        break;
+      case 2:
+        list->StrucId[0] ^= 0x20;
+        break;
+      case 3:
+        list->Reserved[1] ^= 1;
+        break;
+      default: {
+        void* block = nullptr;
+        EXPECT_EQ(xcsGetMemFn(list->StrucLen, &block), xcsRC_OK);
+        std::memcpy(block, list, list->StrucLen);
+        h->PropsSize = list->StrucLen;
+        h->pProps = static_cast<ZRFPROPS*>(block);
+        xcsFreeMemFn(list);
+        break;
+      }
+    }
+    return kind;
   }
 };
 
