@@ -72,14 +72,8 @@ const ByteClasses& Classes() {
       if (b != '.') k |= kNotFullStop;
       t.c[b] = k;
     }
-    // Known names have identifiers in the hundreds of their family.
-    constexpr NameId kFirstId = 100;
-    constexpr NameId kLastId = 999;
-    for (NameId id = kFirstId; id <= kLastId; ++id) {
-      if (const char* text = KnownNameText(id)) t.c[static_cast<uint8_t>(text[0])] |= kMayBeKnown;
-    }
-    for (const char* c = kReservedFamilyInitials; *c != 0; ++c) {
-      t.c[static_cast<uint8_t>(*c)] |= kMayBeKnown;
+    for (uint32_t b = 0; b < 0x80; ++b) {
+      if (MayBeginKnownName(static_cast<uint8_t>(b))) t.c[b] |= kMayBeKnown;
     }
     t.word_bytes_follow = true;
     for (uint32_t b = 0; b < 0x80; ++b) {

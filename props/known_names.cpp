@@ -306,7 +306,7 @@ NameId FindKnownName(const NameBytes& name) {
 KWLONG CheckForKnownName(const NameBytes& name, NameId* id) {
   // A name whose first character begins no known name and no reserved
   // family (most user names) needs neither search.
-  if (const uint8_t first = FirstAscii(name); !MayBeFirst(first) && !MayBeFamilyFirst(first)) {
+  if (!MayBeginKnownName(FirstAscii(name))) {
     *id = ZRF_NAME_NONE;
     xtr_parms(kComponent, kFnCheckKnownName, "NameIdentifier: %d", *id);
     return KWRC_NONE;
@@ -316,6 +316,8 @@ KWLONG CheckForKnownName(const NameBytes& name, NameId* id) {
   if (*id != ZRF_NAME_NONE) return KWRC_NONE;
   return CheckReservedFamilies(name);
 }
+
+bool MayBeginKnownName(uint8_t c) { return MayBeFirst(c) || MayBeFamilyFirst(c); }
 
 const char* KnownNameText(NameId id) {
   for (const KnownName& k : kKnownNames) {

@@ -97,6 +97,11 @@ NameId FindKnownName(const NameBytes& name);
 // *id is ZRF_NAME_NONE on refusal.
 KWLONG CheckForKnownName(const NameBytes& name, NameId* id);
 
+// True when a name whose first character is the ASCII byte `c` may be a
+// known name or begin a reserved family; every other name passes
+// CheckForKnownName with ZRF_NAME_NONE and nothing to search.
+bool MayBeginKnownName(uint8_t c);
+
 // The known name of `id` as an ASCII string ("Root.KWMD.Priority"), or null
 // for an identifier that names nothing.
 const char* KnownNameText(NameId id);
