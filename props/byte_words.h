@@ -41,7 +41,7 @@ inline uint64_t LoadUpTo8(const uint8_t* p, uint32_t n) {
 
 // Copies `n` bytes and returns the end of the copy; up to 16 bytes in two
 // overlapping word moves.
-inline uint8_t* CopyShort(uint8_t* to, const uint8_t* from, uint32_t n) {
+[[gnu::always_inline]] inline uint8_t* CopyShort(uint8_t* to, const uint8_t* from, uint32_t n) {
   if (n > 16) {
     std::memcpy(to, from, n);
   } else if (n >= 8) {

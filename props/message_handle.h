@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "base/trace_ids.h"
 #include "props/property_store.h"
@@ -118,6 +119,35 @@ inline ZRFPAL ListOf(const MsgHandle* handle) {
 inline void StoreList(MsgHandle* handle, const ZRFPAL& pal) {
   handle->pProps = pal.pProps;
   handle->PropsSize = pal.Size;
+}
+
+// Writes `spec` (`newLength` bytes padded, of `layout`) at `offset` in the
+// handle's list, in place of a node of `oldLength` bytes there (0: a new
+// node), through `write(at)`, keeping StrucLen and PropsLen. The list grows
+// first when it must; nothing changes on failure.
+template <typename WriteNode>
+[[gnu::always_inline]] inline KWLONG PlaceNode(MsgHandle* handle, const NodeSpec& spec,
+                                               uint32_t newLength, uint32_t offset,
+                                               uint32_t oldLength, uint32_t oldPropsLen,
+                                               WriteNode&& write) {
+  if (newLength > oldLength &&
+      newLength - oldLength > handle->PropsSize - handle->pProps->StrucLen) {
+    ZRFPAL pal = ListOf(handle);
+    if (const KWLONG reason = EnsureRoom(&pal, newLength - oldLength); reason != KWRC_NONE) {
+      return reason;
+    }
+    StoreList(handle, pal);
+  }
+  ZRFPROPS* list = handle->pProps;
+  uint8_t* bytes = ListBytes(list);
+  const uint32_t tail = offset + oldLength;
+  if (tail != list->StrucLen && newLength != oldLength) {
+    std::memmove(bytes + offset + newLength, bytes + tail, list->StrucLen - tail);
+  }
+  write(bytes + offset);
+  list->StrucLen = list->StrucLen - oldLength + newLength;
+  list->PropsLen = list->PropsLen - oldPropsLen + spec.name_length + spec.value_length;
+  return KWRC_NONE;
 }
 
 // ---------------------------------------------------------------------------

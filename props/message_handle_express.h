@@ -136,25 +136,6 @@ inline const DescriptorInitials kDescriptorInitials;
   return DescriptorMappingOf(name.data, name.length, family) != nullptr;
 }
 
-// CopyShort, always inline: names and values here are a few bytes.
-[[gnu::always_inline]] inline void CopyBytes(uint8_t* to, const uint8_t* from, uint32_t n) {
-  if (n > 16) {
-    std::memcpy(to, from, n);
-  } else if (n >= 8) {
-    const uint64_t a = Load64(from);
-    const uint64_t b = Load64(from + n - 8);
-    std::memcpy(to, &a, 8);
-    std::memcpy(to + n - 8, &b, 8);
-  } else if (n >= 4) {
-    const auto a = static_cast<uint32_t>(Load32(from));
-    const auto b = static_cast<uint32_t>(Load32(from + n - 4));
-    std::memcpy(to, &a, 4);
-    std::memcpy(to + n - 4, &b, 4);
-  } else {
-    for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
-  }
-}
-
 // The external type of a value type's internal code (ExternalTypeOf).
 inline KWLONG ExternalTypeOfValue(uint32_t code) {
   static constexpr KWLONG kExternal[ZRF_TYPE_NULL + 1] = {
@@ -198,10 +179,10 @@ inline KWLONG ExternalTypeOfValue(uint32_t code) {
   StoreU16(at + layout.name_length_offset, static_cast<uint16_t>(spec.name_length));
   at[layout.copy_offset] = spec.copy_options;
   uint8_t* cursor = at + layout.name_offset;
-  CopyBytes(cursor, spec.name, spec.name_length);
+  CopyShort(cursor, spec.name, spec.name_length);
   if (layout.variable()) {
     cursor += spec.name_length;
-    CopyBytes(cursor, spec.value, spec.value_length);
+    CopyShort(cursor, spec.value, spec.value_length);
     cursor[spec.value_length] = 0;
   }
 }
@@ -212,33 +193,6 @@ inline KWLONG ExternalTypeOfValue(uint32_t code) {
   const uint8_t* begin = ListBytes(list);
   const auto* q = static_cast<const uint8_t*>(p);
   return q < begin + size && q + length > begin;
-}
-
-// Writes the node of `spec` (`newLength` bytes padded, of `layout`) at
-// `offset` in place of `oldLength` bytes there (0: a new node) and keeps
-// StrucLen and PropsLen. Nothing changes on failure.
-[[gnu::always_inline]] inline KWLONG PutNode(MsgHandle* handle, const NodeSpec& spec,
-                                             const NodeLayout& layout, uint32_t newLength,
-                                             uint32_t offset, uint32_t oldLength,
-                                             uint32_t oldPropsLen) {
-  if (newLength > oldLength &&
-      newLength - oldLength > handle->PropsSize - handle->pProps->StrucLen) {
-    ZRFPAL pal = ListOf(handle);
-    if (const KWLONG reason = EnsureRoom(&pal, newLength - oldLength); reason != KWRC_NONE) {
-      return reason;
-    }
-    StoreList(handle, pal);
-  }
-  ZRFPROPS* list = handle->pProps;
-  uint8_t* bytes = ListBytes(list);
-  const uint32_t tail = offset + oldLength;
-  if (tail != list->StrucLen && newLength != oldLength) {
-    std::memmove(bytes + offset + newLength, bytes + tail, list->StrucLen - tail);
-  }
-  WriteValueNode(bytes + offset, spec, layout, newLength);
-  list->StrucLen = list->StrucLen - oldLength + newLength;
-  list->PropsLen = list->PropsLen - oldPropsLen + spec.name_length + spec.value_length;
-  return KWRC_NONE;
 }
 
 // The express record (PropertyIndex::express) says that the handle's list,
@@ -454,15 +408,17 @@ enum class ValueLookup { kFound, kMissing, kOther };
     return false;
   }
   if (found) {
-    *reason = PutNode(handle, spec, layout, newLength, offset, old.length,
-                      old.name_length + old.value_length);
+    *reason =
+        PlaceNode(handle, spec, newLength, offset, old.length, old.name_length + old.value_length,
+                  [&](uint8_t* at) { WriteValueNode(at, spec, layout, newLength); });
     if (*reason == KWRC_NONE) {
       IndexNoteReplaced(handle, keys, offset,
                         static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length),
                         layout.name_offset);
     }
   } else {
-    *reason = PutNode(handle, spec, layout, newLength, offset, 0, 0);
+    *reason = PlaceNode(handle, spec, newLength, offset, 0, 0,
+                        [&](uint8_t* at) { WriteValueNode(at, spec, layout, newLength); });
     if (*reason == KWRC_NONE) {
       if (adopt) {  // the list takes the store's CCSID with its first node
         handle->pProps->CCSID = listCcsid;
@@ -546,7 +502,7 @@ enum class ValueLookup { kFound, kMissing, kOther };
   const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
 
   // The browse's record of the property returned.
-  CopyBytes(cursor->pName, node.name, node.name_length);
+  CopyShort(cursor->pName, node.name, node.name_length);
   cursor->NameLength = node.name_length;
   cursor->NameCCSID = listCcsid;
   cursor->NodeOffset = static_cast<KWULONG>(node.node - ListBytes(list));
@@ -572,7 +528,7 @@ enum class ValueLookup { kFound, kMissing, kOther };
       *reason = KWRC_PROPERTY_VALUE_TOO_BIG;
       return true;
     }
-    CopyBytes(static_cast<uint8_t*>(value), node.value, node.value_length);
+    CopyShort(static_cast<uint8_t*>(value), node.value, node.value_length);
   }
   if (type != nullptr) *type = ExternalTypeOfValue(code);
   return true;

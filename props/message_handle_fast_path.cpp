@@ -132,33 +132,6 @@ KWLONG RecordInCursor(MsgHandle* handle, const uint8_t* name, uint32_t length, i
   return KWRC_NONE;
 }
 
-// Writes `spec` (newLength bytes padded, of `layout`) at `offset`, in place
-// of a node of `oldLength` bytes there (0: a new node), keeping StrucLen and
-// PropsLen. Nothing changes on failure.
-[[gnu::always_inline]] inline KWLONG WriteNodeAt(MsgHandle* handle, const NodeSpec& spec,
-                                                 const NodeLayout& layout, uint32_t newLength,
-                                                 uint32_t offset, uint32_t oldLength,
-                                                 uint32_t oldPropsLen) {
-  if (newLength > oldLength &&
-      newLength - oldLength > handle->PropsSize - handle->pProps->StrucLen) {
-    ZRFPAL pal = ListOf(handle);
-    if (const KWLONG reason = EnsureRoom(&pal, newLength - oldLength); reason != KWRC_NONE) {
-      return reason;
-    }
-    StoreList(handle, pal);
-  }
-  ZRFPROPS* list = handle->pProps;
-  uint8_t* bytes = ListBytes(list);
-  const uint32_t tail = offset + oldLength;
-  if (tail != list->StrucLen && newLength != oldLength) {
-    std::memmove(bytes + offset + newLength, bytes + tail, list->StrucLen - tail);
-  }
-  WriteNodeAs(bytes + offset, spec, layout, newLength);
-  list->StrucLen = list->StrucLen - oldLength + newLength;
-  list->PropsLen = list->PropsLen - oldPropsLen + spec.name_length + spec.value_length;
-  return KWRC_NONE;
-}
-
 }  // namespace
 
 bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd, uint32_t type,
@@ -225,8 +198,9 @@ bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd
     return false;
   }
   if (found) {
-    *reason = WriteNodeAt(handle, spec, layout, newLength, offset, old.length,
-                          old.name_length + old.value_length);
+    *reason =
+        PlaceNode(handle, spec, newLength, offset, old.length, old.name_length + old.value_length,
+                  [&](uint8_t* at) { WriteNodeAs(at, spec, layout, newLength); });
     if (*reason == KWRC_NONE) {
       IndexNoteReplaced(handle, keys, offset,
                         static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length),
@@ -234,7 +208,8 @@ bool SetPropertyFast(MsgHandle* handle, const PropertyName& name, const KWPD& pd
     }
     return true;
   }
-  *reason = WriteNodeAt(handle, spec, layout, newLength, offset, 0, 0);
+  *reason = PlaceNode(handle, spec, newLength, offset, 0, 0,
+                      [&](uint8_t* at) { WriteNodeAs(at, spec, layout, newLength); });
   if (*reason == KWRC_NONE) {
     if (adopt) {  // the list takes the store's CCSID with its first node
       handle->pProps->CCSID = listCcsid;

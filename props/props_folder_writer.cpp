@@ -148,18 +148,6 @@ constexpr auto kTypeBlocks = [] {
 }();
 constexpr AttributeBlock kStringBlock = BlockOf(" dt='string'");
 
-// Two lower-case hex digits per byte value, in text order.
-constexpr auto kHexPairs = [] {
-  struct Table {
-    char pair[256][2];
-  } t{};
-  constexpr char kDigits[] = "0123456789abcdef";
-  for (uint32_t b = 0; b < 256; ++b) {
-    t.pair[b][0] = kDigits[b >> 4];
-    t.pair[b][1] = kDigits[b & 0xF];
-  }
-  return t;
-}();
 
 // The list being written.
 struct Source {

@@ -119,17 +119,6 @@ constexpr Attribute kAttributes[ZRF_TYPE_COUNT] = {
 };
 constexpr Attribute kJmsStringAttribute = AttributeOf(" dt='string'");
 
-constexpr auto kHexPairs = [] {
-  struct Table {
-    char pair[256][2];
-  } t{};
-  constexpr char kDigits[] = "0123456789abcdef";
-  for (uint32_t b = 0; b < 256; ++b) {
-    t.pair[b][0] = kDigits[b >> 4];
-    t.pair[b][1] = kDigits[b & 0xF];
-  }
-  return t;
-}();
 
 // The node layouts of the types the plain writer takes (codes below
 // ZRF_TYPE_NAME_ONLY), for reading a node without branches on its type:

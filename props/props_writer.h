@@ -22,6 +22,19 @@
 
 namespace zxv::props {
 
+// Two lower-case hex digits per byte value, in text order (bin.hex values).
+inline constexpr auto kHexPairs = [] {
+  struct Table {
+    char pair[256][2];
+  } t{};
+  constexpr char kDigits[] = "0123456789abcdef";
+  for (uint32_t b = 0; b < 256; ++b) {
+    t.pair[b][0] = kDigits[b >> 4];
+    t.pair[b][1] = kDigits[b & 0xF];
+  }
+  return t;
+}();
+
 // ---------------------------------------------------------------------------
 // Trace function numbers.
 inline constexpr uint32_t kFnPropsHeaderBase = kFnRfh2Base + 0x60;
