@@ -1,5 +1,7 @@
-// Environment variables: a per-process cache of values and absences, and a
-// copy of the whole environment.
+// Environment variables: a per-process cache of values and absences (with a
+// memo per thread of its latest answers), and a copy of the whole
+// environment.
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -30,18 +32,59 @@ EnvCache& Cache() {
   return *cache;
 }
 
+// Bumped by every clearing of the cache (under its mutex): an answer taken
+// from the cache in an earlier generation may point at a freed string.
+std::atomic<uint64_t> g_generation{1};
+
+// Each thread remembers the last answers it had from the cache, so that the
+// variables read on every call of a hot path (a parse reads two or three)
+// cost a compare instead of the mutex, a string key and a hash. Plain data:
+// no constructor, nothing to destroy, nothing allocated.
+struct Memo {
+  static constexpr uint32_t kNameBytes = 40;  // longer names take the cache
+  uint64_t generation;                        // 0: empty slot
+  const char* value;
+  char name[kNameBytes];
+};
+constexpr uint32_t kMemoSlots = 4;
+struct MemoSet {
+  Memo slots[kMemoSlots];
+  uint32_t next;
+};
+thread_local MemoSet t_memo;
+
 const char* CachedGet(const char* name) {
   if (name == nullptr || *name == '\0') return nullptr;
-  EnvCache& cache = Cache();
-  std::lock_guard<std::mutex> lock(cache.mutex);
-  auto found = cache.entries.find(name);
-  if (found == cache.entries.end()) {
-    const char* value = std::getenv(name);
-    std::optional<std::string> entry;
-    if (value != nullptr) entry.emplace(value);
-    found = cache.entries.emplace(name, std::move(entry)).first;
+  const uint64_t generation = g_generation.load(std::memory_order_acquire);
+  MemoSet& memo = t_memo;
+  for (const Memo& slot : memo.slots) {
+    if (slot.generation == generation && std::strcmp(slot.name, name) == 0) return slot.value;
   }
-  return found->second ? found->second->c_str() : nullptr;
+  EnvCache& cache = Cache();
+  const char* answer;
+  uint64_t seen;
+  {
+    std::lock_guard<std::mutex> lock(cache.mutex);
+    auto found = cache.entries.find(name);
+    if (found == cache.entries.end()) {
+      const char* value = std::getenv(name);
+      std::optional<std::string> entry;
+      if (value != nullptr) entry.emplace(value);
+      found = cache.entries.emplace(name, std::move(entry)).first;
+    }
+    answer = found->second ? found->second->c_str() : nullptr;
+    // Read under the mutex: the answer is good for this generation.
+    seen = g_generation.load(std::memory_order_relaxed);
+  }
+  const size_t length = std::strlen(name);
+  if (length < Memo::kNameBytes) {
+    Memo& slot = memo.slots[memo.next];
+    memo.next = (memo.next + 1) % kMemoSlots;
+    std::memcpy(slot.name, name, length + 1);
+    slot.value = answer;
+    slot.generation = seen;
+  }
+  return answer;
 }
 
 void FreeList(char** list) {
@@ -89,6 +132,7 @@ extern "C" XCS_API void xcsClearEnvCache(void) {
   zxv::platform::EnvCache& cache = zxv::platform::Cache();
   std::lock_guard<std::mutex> lock(cache.mutex);
   cache.entries.clear();
+  zxv::platform::g_generation.fetch_add(1, std::memory_order_release);
 }
 
 extern "C" XCS_API xcsRC xcsReadEnvironment(char*** list, uint32_t* count) {
