@@ -120,10 +120,28 @@ constexpr uint64_t Packed(const MarkupWord& word) {
   return v;
 }
 
+// The value of the eight decimal digits at `p` into *value; false when one
+// of them is no digit. The digits are read as one word: each byte's digit
+// value, then neighbouring digits, pairs and quadruples joined by three
+// multiplications.
+inline bool EightDigits(const uint8_t* p, uint64_t* value) {
+  constexpr uint64_t kOnes = 0x0101010101010101ull;
+  constexpr uint64_t kHighNibbles = 0xF0F0F0F0F0F0F0F0ull;
+  // "0" to "9" become 0 to 9, any other byte has a high nibble or is
+  // above 9.
+  const uint64_t x = Load64(p) ^ (0x30 * kOnes);
+  if (((x | (x + 6 * kOnes)) & kHighNibbles) != 0) return false;
+  uint64_t v = ((x & 0x0F0F0F0F0F0F0F0Full) * 2561) >> 8;
+  v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
+  v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
+  *value = v;
+  return true;
+}
+
 // ReadInteger for UTF-8 text, which mostly is plain digits (at most 18,
 // so that they cannot overflow) after an optional minus sign: those are
-// read here in one loop, anything else (blanks, a plus sign, more digits,
-// no digit) by ReadInteger itself.
+// read here (the first ones in a loop, then eight at a step), anything else
+// (blanks, a plus sign, more digits, no digit) by ReadInteger itself.
 inline bool Integer(const uint8_t* text, uint32_t length, int64_t min, int64_t max,
                     int64_t* value) {
   constexpr uint32_t kSafeDigits = 18;
@@ -133,10 +151,16 @@ inline bool Integer(const uint8_t* text, uint32_t length, int64_t min, int64_t m
     const uint8_t* d = text + (negative ? 1 : 0);
     uint64_t sum = 0;  // unsigned: a stray byte only makes it wrap
     uint32_t bad = 0;
-    for (uint32_t i = 0; i < digits; ++i) {
+    const uint32_t head = digits % 8;
+    for (uint32_t i = 0; i < head; ++i) {
       const uint32_t digit = static_cast<uint32_t>(d[i]) - '0';
       bad |= digit > 9 ? 1u : 0u;
       sum = sum * 10 + digit;
+    }
+    for (uint32_t i = head; i < digits; i += 8) {
+      uint64_t eight = 0;
+      bad |= EightDigits(d + i, &eight) ? 0u : 1u;
+      sum = sum * 100000000 + eight;
     }
     if (bad == 0) {
       const int64_t v = negative ? -static_cast<int64_t>(sum) : static_cast<int64_t>(sum);
@@ -192,7 +216,29 @@ inline bool HexBytes(const uint8_t* text, uint32_t length, uint8_t* out, uint32_
   }
   const int8_t* digit = HexDigits<T>::kTable.v;
   int bad = 0;
-  for (uint32_t at = 0; at < length; at += 2) {
+  uint32_t at = 0;
+#if defined(__SSE2__)
+  // Sixteen digits a step: each byte's value as a digit or as a letter
+  // (the case bit set), the pairs joined in the 16-bit lanes and packed.
+  const __m128i zero = _mm_setzero_si128();
+  uint32_t digits = 0xFFFF;
+  for (; length - at >= 16; at += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + at));
+    const __m128i d = _mm_sub_epi8(v, _mm_set1_epi8('0'));
+    const __m128i isDigit = _mm_cmpeq_epi8(_mm_subs_epu8(d, _mm_set1_epi8(9)), zero);
+    const __m128i l = _mm_sub_epi8(_mm_or_si128(v, _mm_set1_epi8(0x20)), _mm_set1_epi8('a'));
+    const __m128i isLetter = _mm_cmpeq_epi8(_mm_subs_epu8(l, _mm_set1_epi8(5)), zero);
+    digits &= static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(isDigit, isLetter)));
+    const __m128i value = _mm_or_si128(_mm_and_si128(isDigit, d),
+                                       _mm_and_si128(isLetter, _mm_add_epi8(l, _mm_set1_epi8(10))));
+    // Little-endian lanes: the high digit is the lane's low byte.
+    const __m128i pair = _mm_or_si128(
+        _mm_slli_epi16(_mm_and_si128(value, _mm_set1_epi16(0x00FF)), 4), _mm_srli_epi16(value, 8));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + at / 2), _mm_packus_epi16(pair, pair));
+  }
+  if (digits != 0xFFFF) bad = -1;
+#endif
+  for (; at < length; at += 2) {
     const int hi = digit[text[at]];
     const int lo = digit[text[at + 1]];
     bad |= hi | lo;  // negative for a unit that is no digit
@@ -216,6 +262,12 @@ inline uint32_t FindByte(const uint8_t* text, uint32_t from, uint32_t n, uint8_t
   return from;
 }
 
+// Four characters as Load32 reads them.
+constexpr uint32_t Word4(const char (&c)[5]) {
+  return uint32_t{static_cast<uint8_t>(c[0])} | uint32_t{static_cast<uint8_t>(c[1])} << 8 |
+         uint32_t{static_cast<uint8_t>(c[2])} << 16 | uint32_t{static_cast<uint8_t>(c[3])} << 24;
+}
+
 // The UTF-8 family's unescaping (value_escape.cpp) for text in which every
 // character is one byte, that is without lead bytes (0xC0 and above), which
 // the family's routine steps over whole: "&lt;", "&gt;", "&amp;", "&quot;"
@@ -236,9 +288,23 @@ inline bool UnescapeBytes(const uint8_t* text, uint32_t n, uint8_t* out, uint32_
   uint32_t run = 0;
   for (;;) {
     const uint32_t amp = FindByte(text, run, n, '&');
-    std::memmove(w, text + run, amp - run);
-    w += amp - run;
+    w = CopyShort(w, text + run, amp - run);
     if (amp == n) break;
+    // The usual entities whole from one word: their ";" is the first one
+    // after the "&".
+    if (n - amp >= 4) {
+      const auto head = static_cast<uint32_t>(Load32(text + amp));
+      if (head == Word4("&lt;") || head == Word4("&gt;")) {
+        *w++ = head == Word4("&lt;") ? '<' : '>';
+        run = amp + 4;
+        continue;
+      }
+      if (head == Word4("&amp") && n - amp >= 5 && text[amp + 4] == ';') {
+        *w++ = '&';
+        run = amp + 5;
+        continue;
+      }
+    }
     const uint32_t semi = FindByte(text, amp + 1, n, ';');
     if (semi == n) break;  // the "&" and all after it are dropped
     const uint8_t* name = text + amp + 1;
@@ -260,8 +326,7 @@ inline bool UnescapeBytes(const uint8_t* text, uint32_t n, uint8_t* out, uint32_
     if (replacement != 0) {
       *w++ = replacement;
     } else {
-      std::memmove(w, text + amp, semi - amp + 1);  // kept as written
-      w += semi - amp + 1;
+      w = CopyShort(w, text + amp, semi - amp + 1);  // kept as written
     }
     run = semi + 1;
   }
@@ -321,6 +386,9 @@ class FastFolderPass {
   bool quick_ = false;    // nodes may be written here (QuickAllowed)
   bool touched_ = false;  // the list or descriptor may have changed
   uint32_t after_ = 0;    // where the folder's end tag ends
+  // The list's last node's name begins with this many bytes of names_:
+  // the prefix it was written with here, less what names_ lost since.
+  uint32_t known_shared_ = 0;
   uint32_t base_parts_ = 0;
   uint32_t part_end_[kMaxNameParts];
   uint64_t part_hash_[kMaxNameParts];
@@ -514,6 +582,7 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
       if (top.children || depth == 1) {
         if (text) return kGiveUp;
         names_.Resize(top.name_mark);
+        if (known_shared_ > top.name_mark) known_shared_ = top.name_mark;
       } else if (const KWLONG reason = Property(top, depth - 1, run, runEnd - run, entity);
                  reason != KWRC_NONE) {
         return reason;
@@ -783,6 +852,7 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
   names_.Resize(prefix);
   if (reason != KWRC_NONE) return reason;
   s.last_node_ = at;
+  known_shared_ = prefix;
   s.RememberLast(NameParts{part_end_, part_hash_, count}, rememberFrom);
   return KWRC_NONE;
 }
@@ -798,8 +868,10 @@ bool FastFolderPass::WholeName(ParsedProperty* p, const Frame& f) {
 }
 
 // True when the list's last node's name begins with the first `bytes` bytes
-// of the names' prefix (the hashes only pointed the way).
+// of the names' prefix (the hashes only pointed the way): known without a
+// look at the node when the pass wrote it with that prefix.
 bool FastFolderPass::SharesPrefixWithLast(uint32_t bytes) const {
+  if (bytes <= known_shared_) return true;
   const ZRFPROPS* list = session_->pal_->pProps;
   NodeView last{};
   return DecodeNode(ListBytes(list) + session_->last_node_, list->StrucLen - session_->last_node_,
@@ -812,6 +884,7 @@ KWLONG FastFolderPass::ThroughSession(ParsedProperty* p, const Frame& f, uint32_
   if (p->name == nullptr && !WholeName(p, f)) return kGiveUp;
   touched_ = true;
   const NameParts parts{part_end_, part_hash_, count};
+  known_shared_ = 0;  // the last node may be any node now
   const KWLONG reason = session_->Add(*p, &parts, kFnFolderParse);
   names_.Resize(prefix);
   quick_ = QuickAllowed();

@@ -54,7 +54,8 @@ struct TypedValues {
 const TypedValues kTyped[] = {
     {nullptr,
      {"plain", "a &amp; b", "&lt;&gt;&quot;&apos;", "&foo; &#60;", "tail &lt", "", "5", " 7 ",
-      "caf\xC3\xA9 &amp;", "\xE2&amp;x", "99999999999999999999"}},
+      "caf\xC3\xA9 &amp;", "\xE2&amp;x", "99999999999999999999", "&amp;&lt;x&gt;&amp",
+      "&ampx; &l; &gt", "x&lt;;&am;p&quot"}},
     {"string", {"s", "x &amp; y", ""}},
     {"char", {"c"}},
     {"int", {"12", "-3", "x"}},
@@ -65,7 +66,13 @@ const TypedValues kTyped[] = {
     {"r4", {"1.5", "1e999", "INF"}},
     {"r8", {"1234.54", "-2.5E3", "NaN", "x"}},
     {"boolean", {"1", "0", "true", "false", "yes"}},
-    {"bin.hex", {"00ff10Ab", "0a1", "zz", ""}},
+    // Sixteen digits and more are decoded a block at a time: bad units
+    // at the edges of the digit and letter ranges, in the first block and
+    // the second one.
+    {"bin.hex",
+     {"00ff10Ab0a1b2c3d4e5f60718293A4B5C6D7E8F9", "0a1", "zz", "", "0123456789abcdeg",
+      ":123456789abcdef", "/123456789ABCDEF", "@123456789abcdef", "G123456789abcdef",
+      "`123456789abcdef", "0123456789abcdef0123456789abcd\xC3\xA9", "00ff10Ab"}},
     // The types above take their first value.
     {"bogus", {"1"}},
     {"", {"1"}},
