@@ -6,6 +6,8 @@
 #include "props/folder_fast_pass.h"
 
 #include <cstring>
+#include <iterator>
+#include <string_view>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -17,6 +19,7 @@
 #include "props/folder_tokens.h"
 #include "props/folder_values.h"
 #include "props/name_char_table.h"
+#include "props/name_head.h"
 #include "props/property_names.h"
 #include "props/property_store.h"
 #include "props/value_escape.h"
@@ -42,12 +45,13 @@ constexpr uint32_t kLongestReservedWord = 12;
 // byte. The name bits are the UTF-8 row's for ASCII bytes; a byte from
 // 0x80 has none, which sends the name to the full character check.
 enum ByteClass : uint8_t {
-  kStop = 1,          // ends a tag name, or is a control character
-  kNameStart = 2,     // may start a property name
-  kNameFollow = 4,    // may follow in a property name (the full stop too)
-  kLetter = 8,        // A-Z, a-z
-  kNotFullStop = 16,  // any byte but the full stop
-  kMayBeKnown = 32,   // begins a known name or a reserved family
+  kStop = 1,           // ends a tag name, or is a control character
+  kNameStart = 2,      // may start a property name
+  kNameFollow = 4,     // may follow in a property name (the full stop too)
+  kLetter = 8,         // A-Z, a-z
+  kNotFullStop = 16,   // any byte but the full stop
+  kMayBeKnown = 32,    // begins a known name or a reserved family
+  kAlphanumeric = 64,  // A-Z, a-z, 0-9
 };
 
 struct ByteClasses {
@@ -68,7 +72,8 @@ const ByteClasses& Classes() {
         if (row->classes[b] & kCharMayStart) k |= kNameStart;
         if (row->classes[b] & kCharMayFollow) k |= kNameFollow;
       }
-      if ((b >= 'a' && b <= 'z') || (b >= 'A' && b <= 'Z')) k |= kLetter;
+      if ((b >= 'a' && b <= 'z') || (b >= 'A' && b <= 'Z')) k |= kLetter | kAlphanumeric;
+      if (b >= '0' && b <= '9') k |= kAlphanumeric;
       if (b != '.') k |= kNotFullStop;
       t.c[b] = k;
     }
@@ -184,22 +189,26 @@ inline bool Double(const uint8_t* text, uint32_t length, double* value) {
       1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
   const bool negative = length != 0 && text[0] == '-';
   const uint32_t begin = negative ? 1 : 0;
+  const uint32_t n = length - begin;
+  if (n == 0 || n > kExactDigits + 1) return ReadFloat<T, double>(text, length, value);
+  const uint8_t* p = text + begin;
+  // The digits before the point, then those after it: two tight loops.
   uint64_t digits = 0;
-  uint32_t count = 0;
-  uint32_t point = 0;  // offset of the point, 0 when none
-  bool plain = length - begin >= 1 && length - begin <= kExactDigits + 1;
-  for (uint32_t at = begin; plain && at < length; ++at) {
-    const uint32_t d = static_cast<uint32_t>(text[at]) - '0';
-    if (d <= 9) {
-      digits = digits * 10 + d;
-      ++count;
-    } else if (text[at] == '.' && point == 0 && at != begin && at + 1 != length) {
-      point = at;
-    } else {
-      plain = false;
-    }
+  uint32_t at = 0;
+  for (uint32_t d; at < n && (d = static_cast<uint32_t>(p[at]) - '0') <= 9; ++at) {
+    digits = digits * 10 + d;
   }
-  if (!plain || count > kExactDigits) return ReadFloat<T, double>(text, length, value);
+  uint32_t point = 0;  // offset of the point in the text, 0 when none
+  if (at != n) {
+    if (p[at] != '.' || at == 0 || at + 1 == n) return ReadFloat<T, double>(text, length, value);
+    point = begin + at;
+    for (uint32_t d; ++at < n && (d = static_cast<uint32_t>(p[at]) - '0') <= 9;) {
+      digits = digits * 10 + d;
+    }
+    if (at != n) return ReadFloat<T, double>(text, length, value);
+  }
+  const uint32_t count = point == 0 ? n : n - 1;
+  if (count > kExactDigits) return ReadFloat<T, double>(text, length, value);
   const uint32_t fraction = point == 0 ? 0 : length - point - 1;
   const double v = static_cast<double>(digits) / kPowers[fraction];
   *value = negative ? -v : v;
@@ -334,6 +343,51 @@ inline bool UnescapeBytes(const uint8_t* text, uint32_t n, uint8_t* out, uint32_
   return true;
 }
 
+// CheckForKnownName for the usual fields of the jms and mcd folders, which
+// come in most headers and are known names: their answers taken once, by
+// the same steps without the trace line (trace is off while the pass
+// runs). False for any other name, which CheckForKnownName then takes.
+bool UsualFieldName(const NameBytes& name, NameId* id, KWLONG* reason) {
+  struct Field {
+    uint64_t key;  // the name as LoadUpTo8 reads it
+    uint32_t length;
+    NameId id;
+    KWLONG reason;
+  };
+  static constexpr std::string_view kNames[] = {
+      "jms.Dst", "jms.Rto", "jms.Tms", "jms.Exp", "jms.Cid",  "jms.Pri", "jms.Dlv",
+      "jms.Gid", "jms.Seq", "mcd.Msd", "mcd.Set", "mcd.Type", "mcd.Fmt"};
+  struct Fields {
+    Field f[std::size(kNames)];
+  };
+  static const Fields kFields = [] {
+    Fields t{};
+    for (size_t i = 0; i < std::size(kNames); ++i) {
+      const auto* bytes = reinterpret_cast<const uint8_t*>(kNames[i].data());
+      const auto length = static_cast<uint32_t>(kNames[i].size());
+      const NameBytes n{bytes, length, NameFamily::kUtf8};
+      Field& f = t.f[i];
+      f.key = LoadUpTo8(bytes, length);
+      f.length = length;
+      f.id = MayBeginKnownName(FirstAscii(n)) ? FindKnownName(n) : ZRF_NAME_NONE;
+      f.reason = f.id != ZRF_NAME_NONE || !MayBeginKnownName(FirstAscii(n))
+                     ? KWRC_NONE
+                     : CheckReservedFamilies(n);
+    }
+    return t;
+  }();
+  if (name.length < 7 || name.length > 8) return false;
+  const uint64_t key = LoadUpTo8(name.data, name.length);
+  for (const Field& f : kFields.f) {
+    if (f.key == key && f.length == name.length) {
+      *id = f.id;
+      *reason = f.reason;
+      return true;
+    }
+  }
+  return false;
+}
+
 enum class Kind : uint8_t { kOther, kUser, kJms, kMcd };
 
 struct Frame {
@@ -373,6 +427,7 @@ class FastFolderPass {
   KWLONG ThroughSession(ParsedProperty* p, const Frame& f, uint32_t count);
   bool SharesPrefixWithLast(uint32_t bytes) const;
   bool QuickAllowed() const;
+  bool ShortFolderName(FolderNameSpan* span) const;
   uint32_t SkipWordBytes(uint32_t pos, uint32_t* all) const;
 
   const uint8_t* text_;
@@ -404,11 +459,27 @@ bool FastFolderPass::QuickAllowed() const {
          pal->pProps->CCSID == s.ccsid_ && pal->pProps->CCSIDType == s.family_;
 }
 
+// ScanFolderName for the usual folder start: "<" at the first byte, then a
+// name of ASCII letters and digits (none of which ends a name or is a
+// control character), then ">". False for any other start.
+bool FastFolderPass::ShortFolderName(FolderNameSpan* span) const {
+  constexpr uint32_t kLongest = 16;
+  if (end_ < 3 || text_[0] != '<') return false;
+  uint32_t p = 1;
+  while (p < end_ && p <= kLongest && (classes_[text_[p]] & kAlphanumeric) != 0) ++p;
+  if (p == 1 || p >= end_ || text_[p] != '>') return false;
+  *span = FolderNameSpan{1, p - 1, p};
+  return true;
+}
+
 FastPass FastFolderPass::Run(uint32_t* action, KWLONG* reason) {
   const uint32_t options = ctx_->Options;
   if (options & ZRF_PARSE_BACK_LEVEL) return FastPass::kGaveUp;
   FolderNameSpan span{};
-  if (ScanFolderName<T>(text_, end_, &span, kFnFolderParse) != KWRC_NONE) return FastPass::kGaveUp;
+  if (!ShortFolderName(&span) &&
+      ScanFolderName<T>(text_, end_, &span, kFnFolderParse) != KWRC_NONE) {
+    return FastPass::kGaveUp;
+  }
   const uint8_t* name = text_ + span.offset;
   if (Is(W::kUsr, name, span.length)) {
     kind_ = Kind::kUser;
@@ -800,7 +871,13 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
     const NameBytes name{p->name, p->name_length, NameFamily::kUtf8};
     if (mayBeReserved && CheckReservedWords(name) != KWRC_NONE) return kGiveUp;
     NameId id = ZRF_NAME_NONE;
-    if (mayBeKnown && CheckForKnownName(name, &id) != KWRC_NONE) return kGiveUp;
+    if (mayBeKnown) {
+      KWLONG known = KWRC_NONE;
+      if (kind_ == Kind::kUser || !UsualFieldName(name, &id, &known)) {
+        known = CheckForKnownName(name, &id);
+      }
+      if (known != KWRC_NONE) return kGiveUp;
+    }
     if (id != ZRF_NAME_NONE && ctx_->pMsgDesc != nullptr && FindDescriptorMapping(id) != nullptr) {
       return ThroughSession(p, f, count);
     }
