@@ -346,8 +346,9 @@ inline bool UnescapeBytes(const uint8_t* text, uint32_t n, uint8_t* out, uint32_
 // CheckForKnownName for the usual fields of the jms and mcd folders, which
 // come in most headers and are known names: their answers taken once, by
 // the same steps without the trace line (trace is off while the pass
-// runs). False for any other name, which CheckForKnownName then takes.
-bool UsualFieldName(const NameBytes& name, NameId* id, KWLONG* reason) {
+// runs). The name is given as LoadUpTo8 reads it (`key`) with its length.
+// False for any other name, which CheckForKnownName then takes.
+bool UsualFieldName(uint64_t key, uint32_t length, NameId* id, KWLONG* reason) {
   struct Field {
     uint64_t key;  // the name as LoadUpTo8 reads it
     uint32_t length;
@@ -364,11 +365,11 @@ bool UsualFieldName(const NameBytes& name, NameId* id, KWLONG* reason) {
     Fields t{};
     for (size_t i = 0; i < std::size(kNames); ++i) {
       const auto* bytes = reinterpret_cast<const uint8_t*>(kNames[i].data());
-      const auto length = static_cast<uint32_t>(kNames[i].size());
-      const NameBytes n{bytes, length, NameFamily::kUtf8};
+      const auto size = static_cast<uint32_t>(kNames[i].size());
+      const NameBytes n{bytes, size, NameFamily::kUtf8};
       Field& f = t.f[i];
-      f.key = LoadUpTo8(bytes, length);
-      f.length = length;
+      f.key = LoadUpTo8(bytes, size);
+      f.length = size;
       f.id = MayBeginKnownName(FirstAscii(n)) ? FindKnownName(n) : ZRF_NAME_NONE;
       f.reason = f.id != ZRF_NAME_NONE || !MayBeginKnownName(FirstAscii(n))
                      ? KWRC_NONE
@@ -376,10 +377,8 @@ bool UsualFieldName(const NameBytes& name, NameId* id, KWLONG* reason) {
     }
     return t;
   }();
-  if (name.length < 7 || name.length > 8) return false;
-  const uint64_t key = LoadUpTo8(name.data, name.length);
   for (const Field& f : kFields.f) {
-    if (f.key == key && f.length == name.length) {
+    if (f.key == key && f.length == length) {
       *id = f.id;
       *reason = f.reason;
       return true;
@@ -860,7 +859,20 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
   const bool mayBeReserved = first == 'B' || first == 'P' ||
                              (p->name_length <= kLongestReservedWord && prefix == 0 && f.letters);
   const bool mayBeKnown = (classes_[first] & kMayBeKnown) != 0;
-  if (!f.name_ok || mayBeReserved || mayBeKnown) {
+  NameId id = ZRF_NAME_NONE;
+  bool knownAnswered = false;
+  if (mayBeKnown && f.name_ok && !mayBeReserved && prefix != 0 && kind_ != Kind::kUser &&
+      p->name_length <= 8) {
+    // A usual field of the jms or mcd folder: its answer from the table,
+    // with the name put together in a word rather than in names_.
+    const uint64_t key = LoadUpTo8(names_.data(), prefix) |
+                         uint64_t{kFullStopByte} << (8 * prefix) |
+                         LoadUpTo8(text_ + f.tag, f.tag_bytes) << (8 * (prefix + 1));
+    KWLONG known = KWRC_NONE;
+    knownAnswered = UsualFieldName(key, p->name_length, &id, &known);
+    if (knownAnswered && known != KWRC_NONE) return kGiveUp;
+  }
+  if (!knownAnswered && (!f.name_ok || mayBeReserved || mayBeKnown)) {
     // The checks of the session's CheckName, on the whole name, whose
     // refusals the general grammar reports (and traces).
     if (p->name == nullptr && !WholeName(p, f)) return kGiveUp;
@@ -870,17 +882,10 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
     }
     const NameBytes name{p->name, p->name_length, NameFamily::kUtf8};
     if (mayBeReserved && CheckReservedWords(name) != KWRC_NONE) return kGiveUp;
-    NameId id = ZRF_NAME_NONE;
-    if (mayBeKnown) {
-      KWLONG known = KWRC_NONE;
-      if (kind_ == Kind::kUser || !UsualFieldName(name, &id, &known)) {
-        known = CheckForKnownName(name, &id);
-      }
-      if (known != KWRC_NONE) return kGiveUp;
-    }
-    if (id != ZRF_NAME_NONE && ctx_->pMsgDesc != nullptr && FindDescriptorMapping(id) != nullptr) {
-      return ThroughSession(p, f, count);
-    }
+    if (mayBeKnown && CheckForKnownName(name, &id) != KWRC_NONE) return kGiveUp;
+  }
+  if (id != ZRF_NAME_NONE && ctx_->pMsgDesc != nullptr && FindDescriptorMapping(id) != nullptr) {
+    return ThroughSession(p, f, count);
   }
   if (!quick_ && s.fast_ && s.last_node_ == 0 &&
       (s.pal_->pProps == nullptr || s.pal_->Size < kHeaderLength)) {
