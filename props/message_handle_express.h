@@ -187,6 +187,17 @@ inline KWLONG ExternalTypeOfValue(uint32_t code) {
   }
 }
 
+// WriteValueNode as PlaceNode's writer, inline in both of the set's
+// placements (a lambda's call stayed out of line in the second).
+struct ValueNodeWriter {
+  const NodeSpec& spec;
+  const NodeLayout& layout;
+  uint32_t paddedLength;
+  [[gnu::always_inline]] void operator()(uint8_t* at) const {
+    WriteValueNode(at, spec, layout, paddedLength);
+  }
+};
+
 [[gnu::always_inline]] inline bool InsideList(const ZRFPROPS* list, uint32_t size, const void* p,
                                               uint32_t length) {
   if (p == nullptr || length == 0) return false;
@@ -410,15 +421,15 @@ enum class ValueLookup { kFound, kMissing, kOther };
   if (found) {
     *reason =
         PlaceNode(handle, spec, newLength, offset, old.length, old.name_length + old.value_length,
-                  [&](uint8_t* at) { WriteValueNode(at, spec, layout, newLength); });
+                  ValueNodeWriter{spec, layout, newLength});
     if (*reason == KWRC_NONE) {
       IndexNoteReplaced(handle, keys, offset,
                         static_cast<int32_t>(newLength) - static_cast<int32_t>(old.length),
                         layout.name_offset);
     }
   } else {
-    *reason = PlaceNode(handle, spec, newLength, offset, 0, 0,
-                        [&](uint8_t* at) { WriteValueNode(at, spec, layout, newLength); });
+    *reason =
+        PlaceNode(handle, spec, newLength, offset, 0, 0, ValueNodeWriter{spec, layout, newLength});
     if (*reason == KWRC_NONE) {
       if (adopt) {  // the list takes the store's CCSID with its first node
         handle->pProps->CCSID = listCcsid;
