@@ -147,8 +147,8 @@ inline bool EightDigits(const uint8_t* p, uint64_t* value) {
 // so that they cannot overflow) after an optional minus sign: those are
 // read here (the first ones in a loop, then eight at a step), anything else
 // (blanks, a plus sign, more digits, no digit) by ReadInteger itself.
-inline bool Integer(const uint8_t* text, uint32_t length, int64_t min, int64_t max,
-                    int64_t* value) {
+[[gnu::always_inline]] inline bool Integer(const uint8_t* text, uint32_t length, int64_t min,
+                                           int64_t max, int64_t* value) {
   constexpr uint32_t kSafeDigits = 18;
   const bool negative = length != 0 && text[0] == '-';
   const uint32_t digits = length - (negative ? 1 : 0);
