@@ -756,8 +756,34 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
 
   // The common case, when the plain writer takes the list.
   if (paths == WriterPaths::kAny && target.same_text && HasAsciiMarkup(target.family)) {
+    // In list order, when the output has room for the fixed part already
+    // (so that making it room allocates nothing) and for as many bytes as
+    // the list has (folders seldom take fewer; a list that would make the
+    // buffer grow is better planned at once than given up half-way).
+    PlainOutcome outcome = PlainOutcome::kNeedsPlan;
+    if (out->pBuffer != nullptr && out->Size - out->Length >= kRfh2FixedLength &&
+        list->StrucLen <= out->Size - out->Length - kRfh2FixedLength) {
+      const uint32_t start = out->Length;
+      out->Length += kRfh2FixedLength;
+      uint32_t written = 0;
+      uint32_t skipped = 0;
+      outcome = WritePlainInListOrder(list, opts.CopyPurpose, target.family, target.reversed, out,
+                                      &written, &skipped);
+      if (outcome == PlainOutcome::kWritten) {
+        marks->Written = written;
+        marks->Compatible = written;
+        marks->Skipped = skipped;
+        marks->CopyPurpose = opts.CopyPurpose;
+        WriteFixedPart(out->pBuffer + start, opts, out->Length - start);
+        xtr_text_detail(kComponent, fn, "Compatible properties: %u, non-compatible properties: %u",
+                        marks->Compatible, marks->NonCompatible);
+        return KWRC_NONE;
+      }
+      out->Length = start;
+    }
     PlainPlan plain;
-    if (PlanPlainFolders(list, opts.CopyPurpose, &plain) && plain.folders != 0) {
+    if (outcome == PlainOutcome::kNeedsPlan && PlanPlainFolders(list, opts.CopyPurpose, &plain) &&
+        plain.folders != 0) {
       marks->Written = plain.count;
       marks->Compatible = plain.count;
       marks->Skipped = plain.skipped;

@@ -1,15 +1,22 @@
 // The plain writer: the common case of writing a property list as KWRFH2
 // folders, beside the general writer of props_folder_writer.cpp. Most lists
 // hold optional properties of the ordinary types under short names of
-// letters and digits, in a UTF-8 list written into UTF-8 folders. Such a
-// list is classified in one pass that decides each name's folder with a
-// few bit masks, and written in a second in which an element is a handful
-// of block copies; anything else makes the classification fail before a
-// byte is written, and the general writer takes the list from the start.
+// letters and digits, in a UTF-8 list written into UTF-8 folders. Each
+// name's folder is decided with a few bit masks and an element is written
+// with a handful of block copies; anything else makes the plain writer give
+// up before a byte counts, and the general writer takes the list from the
+// start.
+//
+// When the output has room for the whole header, the list is written in one
+// pass in list order (WritePlainInListOrder), folders moved into their order
+// at the end. Otherwise a first pass plans the folders (PlanPlainFolders)
+// and a second writes them in order, making room as it goes
+// (WritePlainFolders).
 //
 // Both writers give the same bytes and make room at the same points with
 // the same sizes, so that the output buffer grows (and may fail to) exactly
 // as it would have.
+#include <cmath>
 #include <cstring>
 #include <string_view>
 
@@ -119,7 +126,6 @@ constexpr Attribute kAttributes[ZRF_TYPE_COUNT] = {
 };
 constexpr Attribute kJmsStringAttribute = AttributeOf(" dt='string'");
 
-
 // The node layouts of the types the plain writer takes (codes below
 // ZRF_TYPE_NAME_ONLY), for reading a node without branches on its type:
 // a variable value's length (all ones in variable_mask) or the fixed size,
@@ -131,6 +137,7 @@ struct PlainLayout {
   uint8_t value_at;
   uint32_t fixed_size;
   uint32_t variable_mask;
+  int32_t value_from_name;  // value_at - name_at
 };
 constexpr uint32_t kVariableLengthAt = 8;
 constexpr auto kPlainLayouts = [] {
@@ -141,13 +148,15 @@ constexpr auto kPlainLayouts = [] {
   for (uint32_t code = 0; code < ZRF_TYPE_NAME_ONLY; ++code) {
     const NodeLayout& l = kNodeLayouts[code];
     const bool variable = l.length_offset != NodeLayout::kNone;
-    t.layout[code] = PlainLayout{
-        l.name_length_offset,
-        l.copy_offset,
-        l.name_offset,
-        static_cast<uint8_t>(variable ? l.name_offset : (l.fixed_size != 0 ? l.fixed_offset : 0)),
-        l.fixed_size,
-        variable ? ~uint32_t{0} : 0};
+    const auto valueAt =
+        static_cast<uint8_t>(variable ? l.name_offset : (l.fixed_size != 0 ? l.fixed_offset : 0));
+    t.layout[code] = PlainLayout{l.name_length_offset,
+                                 l.copy_offset,
+                                 l.name_offset,
+                                 valueAt,
+                                 l.fixed_size,
+                                 variable ? ~uint32_t{0} : 0,
+                                 int32_t{valueAt} - int32_t{l.name_offset}};
   }
   return t;
 }();
@@ -158,6 +167,7 @@ struct NameShape {
   FolderId folder;
   uint32_t parts_start;
   uint32_t leaf_start;
+  uint64_t stops;
 };
 
 // What a name's bytes are to the folder choice, a bit per byte: full
@@ -248,8 +258,8 @@ bool HasEltPart(const uint8_t* name, uint32_t length, uint64_t stops) {
 // when the name is not plain as the plain writer takes it (see
 // props_writer.h), so that the general folder choice would place it
 // otherwise or has to look closer.
-inline bool ShapeName(const uint8_t* name, uint32_t length, const uint8_t* listEnd,
-                      NameShape* shape) {
+[[gnu::always_inline]] inline bool ShapeName(const uint8_t* name, uint32_t length,
+                                             const uint8_t* listEnd, NameShape* shape) {
   NameBits bits;
   uint64_t head = ClassifyName(name, length, listEnd, &bits);
   const uint64_t valid = length == 64 ? ~uint64_t{0} : (uint64_t{1} << length) - 1;
@@ -272,7 +282,7 @@ inline bool ShapeName(const uint8_t* name, uint32_t length, const uint8_t* listE
   // A folder without groups takes two-part names only; the folder's own
   // part is not written.
   const bool inFolder = f.word == head && (!f.no_groups || (stops & (stops - 1)) == 0);
-  *shape = NameShape{inFolder ? f.id : FolderId::kUsr, inFolder ? first + 1 : 0, leaf};
+  *shape = NameShape{inFolder ? f.id : FolderId::kUsr, inFolder ? first + 1 : 0, leaf, stops};
   return true;
 }
 
@@ -300,40 +310,99 @@ constexpr auto kPowersOfTen = [] {
   return t;
 }();
 
-// The decimal text of v at p; its end.
-inline uint8_t* PutUnsigned(uint8_t* p, uint64_t v) {
+// The decimal text of v (below 10^8) at p; its end. Two digits per step
+// from the end, in 32 bits.
+inline uint8_t* PutUpTo8Digits(uint8_t* p, uint32_t v) {
   // Digits from the bit length (log10 2 is about 1233 / 4096), one too
   // many below the next power of ten.
-  const auto guess = static_cast<uint32_t>(((64 - __builtin_clzll(v | 1)) * 1233) >> 12);
+  const uint32_t guess = ((32 - __builtin_clz(v | 1)) * 1233) >> 12;
   const uint32_t digits = guess + (v >= kPowersOfTen.power[guess] ? 1 : 0);
   uint8_t* const end = p + (digits == 0 ? 1 : digits);
-  // Four digits per 64-bit division, the last four in 32 bits.
   uint8_t* q = end;
-  while (v >= 10000) {
-    const auto r = static_cast<uint32_t>(v % 10000);
-    v /= 10000;
-    q -= 4;
-    std::memcpy(q, kDigitPairs.pair[r / 100], 2);
-    std::memcpy(q + 2, kDigitPairs.pair[r % 100], 2);
-  }
-  auto w = static_cast<uint32_t>(v);
-  if (w >= 100) {
+  while (v >= 100) {
+    const uint32_t r = v % 100;
+    v /= 100;
     q -= 2;
-    std::memcpy(q, kDigitPairs.pair[w % 100], 2);
-    w /= 100;
+    std::memcpy(q, kDigitPairs.pair[r], 2);
   }
-  if (w >= 10) {
-    std::memcpy(q - 2, kDigitPairs.pair[w], 2);
+  if (v >= 10) {
+    std::memcpy(q - 2, kDigitPairs.pair[v], 2);
   } else {
-    q[-1] = static_cast<uint8_t>('0' + w);
+    q[-1] = static_cast<uint8_t>('0' + v);
   }
   return end;
+}
+
+// Exactly eight digits of v (below 10^8) at p, zeros in front; its end.
+inline uint8_t* PutEightDigits(uint8_t* p, uint32_t v) {
+  const uint32_t high = v / 10000;
+  const uint32_t low = v % 10000;
+  std::memcpy(p, kDigitPairs.pair[high / 100], 2);
+  std::memcpy(p + 2, kDigitPairs.pair[high % 100], 2);
+  std::memcpy(p + 4, kDigitPairs.pair[low / 100], 2);
+  std::memcpy(p + 6, kDigitPairs.pair[low % 100], 2);
+  return p + 8;
+}
+
+// The decimal text of v at p; its end. Eight digits per 64-bit division
+// (by a constant: a multiplication), the digits themselves in 32 bits.
+inline uint8_t* PutUnsigned(uint8_t* p, uint64_t v) {
+  constexpr uint64_t kEight = 100000000;
+  if (v < kEight) return PutUpTo8Digits(p, static_cast<uint32_t>(v));
+  const uint64_t high = v / kEight;
+  const auto low = static_cast<uint32_t>(v % kEight);
+  if (high < kEight) {
+    p = PutUpTo8Digits(p, static_cast<uint32_t>(high));
+  } else {
+    p = PutUpTo8Digits(p, static_cast<uint32_t>(high / kEight));
+    p = PutEightDigits(p, static_cast<uint32_t>(high % kEight));
+  }
+  return PutEightDigits(p, low);
 }
 
 inline uint8_t* PutSigned(uint8_t* p, int64_t v) {
   *p = '-';
   const uint64_t magnitude = static_cast<uint64_t>(v);
   return v < 0 ? PutUnsigned(p + 1, uint64_t{0} - magnitude) : PutUnsigned(p, magnitude);
+}
+
+// The text of a float64 at p as FormatFixedValue writes it; its end. Values
+// of 1 and more with at most two decimals are written here: the fewest
+// decimals k for which the nearest integer m to |v| * 10^k gives v back
+// (m / 10^k, as FormatFixedValue tries them, in the same operations), then
+// m with k decimals, which is the shortest text's fixed form; with k = 0
+// fixed while m ends in fewer than five zeros. Any other value goes to
+// FormatFixedValue.
+inline uint8_t* PutFloat64(uint8_t* p, const uint8_t* value) {
+  double v;
+  std::memcpy(&v, value, sizeof v);
+  const double a = std::fabs(v);
+  if (a >= 1 && a < 1e15) {
+    *p = '-';
+    uint8_t* q = p + (std::signbit(v) ? 1 : 0);
+    const auto m0 = static_cast<uint64_t>(a + 0.5);
+    if (static_cast<double>(m0) / 1e0 == a) {
+      if (m0 % 100000 != 0) return PutUnsigned(q, m0);
+    } else if (const double scaled1 = a * 1e1; scaled1 < 1e15) {
+      const auto m1 = static_cast<uint64_t>(scaled1 + 0.5);
+      if (static_cast<double>(m1) / 1e1 == a) {
+        q = PutUnsigned(q, m1 / 10);
+        q[0] = '.';
+        q[1] = static_cast<uint8_t>('0' + m1 % 10);
+        return q + 2;
+      }
+      if (const double scaled2 = a * 1e2; scaled2 < 1e15) {
+        const auto m2 = static_cast<uint64_t>(scaled2 + 0.5);
+        if (static_cast<double>(m2) / 1e2 == a) {
+          q = PutUnsigned(q, m2 / 100);
+          *q = '.';
+          std::memcpy(q + 1, kDigitPairs.pair[m2 % 100], 2);
+          return q + 3;
+        }
+      }
+    }
+  }
+  return p + FormatFixedValue(ZRF_TYPE_FLOAT64, value, reinterpret_cast<char*>(p));
 }
 
 // Bytes of value text the general writer makes room for, by type: per
@@ -367,6 +436,60 @@ inline uint8_t* PutPart(uint8_t* p, const uint8_t* part, uint32_t n, const uint8
   return CopyShort(p, part, n);
 }
 
+// The escaped form of a value of n bytes at w, as scan::EscapeBytes writes
+// it; its end. When the list holds 15 bytes behind the value, blocks are
+// read whole and stored whole (up to 16 bytes past the end, which the
+// element's room leaves free), without the short-tail steps.
+template <typename T>
+[[gnu::always_inline]] inline uint8_t* EscapeValue(uint8_t* w, const uint8_t* text, uint32_t n,
+                                                   const uint8_t* listEnd) {
+#if defined(__SSE2__)
+  if (static_cast<uint64_t>(listEnd - text) >= uint64_t{n} + 15) {
+    static constexpr uint8_t kAmp[8] = {T::Char('&'), T::Char('a'), T::Char('m'), T::Char('p'),
+                                        T::Char(';')};
+    static constexpr uint8_t kLt[4] = {T::Char('&'), T::Char('l'), T::Char('t'), T::Char(';')};
+    const uint8_t* s = text;
+    const uint8_t* const e = text + n;
+    while (s < e) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(w), v);
+      const auto left = static_cast<uint32_t>(e - s);
+      uint32_t stops = scan::EscapeStops<T>(v);
+      if (left < 16) stops &= (1u << left) - 1;
+      if (stops == 0) {
+        const uint32_t step = left < 16 ? left : 16;
+        w += step;
+        s += step;
+        continue;
+      }
+      const auto run = static_cast<uint32_t>(__builtin_ctz(stops));
+      w += run;
+      s += run;
+      if (*s == T::Char('&')) {
+        std::memcpy(w, kAmp, sizeof kAmp);
+        w += 5;
+        ++s;
+      } else if (*s == T::Char('<')) {
+        std::memcpy(w, kLt, sizeof kLt);
+        w += 4;
+        ++s;
+      } else {
+        // A lead byte: its character copied whole (the list holds the bytes
+        // read behind it).
+        const uint32_t step = T::CharUnits(s, static_cast<uint32_t>(e - s));
+        std::memcpy(w, s, 4);
+        w += step;
+        s += step;
+      }
+    }
+    return w;
+  }
+#else
+  (void)listEnd;
+#endif
+  return scan::EscapeBytes<T>(w, text, n);
+}
+
 // The open groups of the folder being written: the group parts of the
 // last element's name (from `base`), where each begins and ends.
 struct OpenGroups {
@@ -389,42 +512,46 @@ struct OpenGroups {
   }
 
   // Makes the open groups those of `groups` (parts each ended by a full
-  // stop), as the general writer does: closes those not shared, opens the
-  // rest.
-  uint8_t* Switch(uint8_t* p, const uint8_t* groups, uint32_t groupsBytes) {
-    uint32_t starts[kMaxPlainGroups];
-    uint32_t ends[kMaxPlainGroups];
-    uint32_t n = 0;
-    uint32_t from = 0;
-    for (uint32_t at = 0; at < groupsBytes; ++at) {
-      if (groups[at] != '.') continue;
-      starts[n] = from;
-      ends[n] = at;
-      ++n;
-      from = at + 1;
-    }
+  // stop; bit i of `stops` set for a stop at groups[i]), as the general
+  // writer does: closes those not shared, opens the rest. Shared groups
+  // have the same offsets in both names, as all parts before them are
+  // alike.
+  uint8_t* Switch(uint8_t* p, const uint8_t* groups, uint64_t stops) {
     uint32_t shared = 0;
-    while (shared < n && shared < count) {
-      const uint32_t bytes = end[shared] - start[shared];
-      if (bytes != ends[shared] - starts[shared] ||
-          std::memcmp(base + start[shared], groups + starts[shared], bytes) != 0) {
+    uint32_t from = 0;
+    uint64_t rest = stops;
+    for (; rest != 0 && shared < count; rest &= rest - 1) {
+      const auto at = static_cast<uint32_t>(__builtin_ctzll(rest));
+      const uint32_t bytes = at - from;
+      if (bytes != end[shared] - start[shared] ||
+          !SameName(base + start[shared], groups + from, bytes)) {
         break;
       }
       ++shared;
+      from = at + 1;
     }
     p = CloseFrom(p, shared);
-    for (uint32_t g = shared; g < n; ++g) {
+    for (; rest != 0; rest &= rest - 1) {
+      const auto at = static_cast<uint32_t>(__builtin_ctzll(rest));
+      start[count] = from;
+      end[count] = at;
+      ++count;
       *p++ = '<';
-      p = CopyShort(p, groups + starts[g], ends[g] - starts[g]);
+      p = CopyShort(p, groups + from, at - from);
       *p++ = '>';
+      from = at + 1;
     }
     base = groups;
-    std::memcpy(start, starts, n * sizeof starts[0]);
-    std::memcpy(end, ends, n * sizeof ends[0]);
-    count = n;
     return p;
   }
 };
+
+// Bit i set where name[i] is a full stop, for the first n (below 64) bytes.
+inline uint64_t StopsOf(const uint8_t* name, uint32_t n) {
+  uint64_t stops = 0;
+  for (uint32_t at = 0; at < n; ++at) stops |= uint64_t{name[at] == '.'} << at;
+  return stops;
+}
 
 // The output as the writer holds it: the write position and the end of
 // the room, in registers rather than in the buffer's fields.
@@ -447,6 +574,184 @@ struct Output {
   }
 };
 
+// A selected node as both writers read it.
+struct PlainElement {
+  const uint8_t* name;
+  const uint8_t* value;
+  uint32_t name_bytes;
+  uint32_t value_bytes;
+  uint32_t code;
+  uint32_t parts_start;
+  uint32_t leaf_start;
+  uint64_t stops;  // bit i set for a full stop at name[i]; 0: not known
+};
+
+// A folder's start and end tags as written, built once from its name, so
+// that each is one short copy.
+struct FolderText {
+  uint8_t start[16];  // <name>
+  uint8_t end[16];    // </name>
+  uint32_t chars;     // the name's
+};
+inline constexpr auto kFolderTexts = [] {
+  constexpr std::string_view kNames[kFolderCount] = {"mcd",   "jms",   "usr",   "psc",    "kwps",
+                                                     "kwpse", "kwpsi", "kwext", "zol_rfp"};
+  struct Table {
+    FolderText text[kFolderCount];
+  } t{};
+  for (uint32_t f = 0; f < kFolderCount; ++f) {
+    FolderText& x = t.text[f];
+    const std::string_view name = kNames[f];
+    x.chars = static_cast<uint32_t>(name.size());
+    x.start[0] = '<';
+    x.end[0] = '<';
+    x.end[1] = '/';
+    for (uint32_t i = 0; i < x.chars; ++i) {
+      x.start[1 + i] = static_cast<uint8_t>(name[i]);
+      x.end[2 + i] = static_cast<uint8_t>(name[i]);
+    }
+    x.start[1 + x.chars] = '>';
+    x.end[2 + x.chars] = '>';
+  }
+  return t;
+}();
+inline const FolderText& FolderTextOf(FolderId folder) {
+  return kFolderTexts.text[static_cast<uint32_t>(folder)];
+}
+
+// The general writer's room for a folder's start tag behind its
+// NameValueLength, for an element (to the byte), and for the end tags and
+// padding of a folder.
+inline uint64_t FolderStartRoom(const FolderText& folder) {
+  return kFolderLengthBytes + uint64_t{folder.chars} + 2;
+}
+template <typename T>
+inline uint64_t ElementRoom(const PlainElement& e, const OpenGroups& open) {
+  uint64_t valueRoom = uint64_t{kRoomPerValueByte[e.code]} * e.value_bytes + kRoomPerValue[e.code];
+  if (e.code == ZRF_TYPE_STRING && e.value_bytes > kWorkBufferSize) {
+    valueRoom = EscapeRoutinesFor(T::kCcsidType)->escaped_size(e.value, e.value_bytes);
+  }
+  return open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) +
+         uint64_t{3 + kGroupTagUnits} * e.name_bytes + kGroupTagUnits + kMarkupUnits + valueRoom;
+}
+inline uint64_t FolderEndRoom(const FolderText& folder, const OpenGroups& open) {
+  return open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) + folder.chars + 3 +
+         kFolderAlignment;
+}
+
+// The folder's start tag at p, behind room for its NameValueLength; the end.
+inline uint8_t* PutFolderStart(uint8_t* p, const FolderText& folder) {
+  return CopyShort(p + kFolderLengthBytes, folder.start, folder.chars + 2);
+}
+
+// Closes the open groups and the folder that begins at folderStart, pads it
+// to a multiple of 4 bytes and fills in its NameValueLength; the end.
+inline uint8_t* PutFolderEnd(uint8_t* p, uint8_t* folderStart, const FolderText& folder,
+                             OpenGroups* open, bool reversed) {
+  p = open->CloseFrom(p, 0);
+  p = CopyShort(p, folder.end, folder.chars + 3);
+  // Blanks up to a multiple of 4 bytes, stored four at once (the end's
+  // room holds them).
+  std::memcpy(p, "    ", kFolderAlignment);
+  p += (kFolderAlignment -
+        static_cast<uint32_t>(p - folderStart - kFolderLengthBytes) % kFolderAlignment) %
+       kFolderAlignment;
+  StoreInt(folderStart, static_cast<int32_t>(p - folderStart - kFolderLengthBytes), reversed);
+  return p;
+}
+
+// One element at p (room made for it): the groups switched to those of its
+// name, its tags, type attribute and value; the end.
+template <typename T>
+[[gnu::always_inline]] inline uint8_t* PutElement(uint8_t* p, const PlainElement& e, bool jms,
+                                                  const uint8_t* listEnd, OpenGroups* open) {
+  const uint32_t groupsBytes = e.leaf_start - e.parts_start;
+  if (groupsBytes != 0 || open->count != 0) {
+    const uint8_t* groups = e.name + e.parts_start;
+    // Most often the groups are those of the element before.
+    if (open->count != 0 && open->end[open->count - 1] + 1 == groupsBytes &&
+        SameName(open->base, groups, groupsBytes)) {
+      open->base = groups;
+    } else if (groupsBytes == 0) {
+      // Out of every group: nothing to compare.
+      p = open->CloseFrom(p, 0);
+    } else {
+      // The name's stops when its node was read, else from its bytes.
+      const uint64_t stops = e.stops != 0 ? e.stops : StopsOf(e.name, e.leaf_start);
+      p = open->Switch(p, groups, (stops >> e.parts_start) & ((uint64_t{1} << groupsBytes) - 1));
+    }
+  }
+  const uint8_t* leaf = e.name + e.leaf_start;
+  const uint32_t leafBytes = e.name_bytes - e.leaf_start;
+  const uint32_t code = e.code;
+  const uint8_t* value = e.value;
+  *p = '<';
+  p = PutPart(p + 1, leaf, leafBytes, listEnd);
+
+  const Attribute* attribute = &kAttributes[code];
+  if (jms && leafBytes == 3) {
+    // Leaves the parser reads as numbers: their strings say so, their
+    // numbers of the expected size need not.
+    const auto word = static_cast<uint32_t>(LoadUpTo8(leaf, 3));
+    const bool int32Leaf =
+        word == kJmsInt32Leaves[0] || word == kJmsInt32Leaves[1] || word == kJmsInt32Leaves[2];
+    const bool int64Leaf = word == kJmsInt64Leaves[0] || word == kJmsInt64Leaves[1];
+    if (code == ZRF_TYPE_STRING && (int32Leaf || int64Leaf)) {
+      attribute = &kJmsStringAttribute;
+    } else if ((code == ZRF_TYPE_INT32 && int32Leaf) || (code == ZRF_TYPE_INT64 && int64Leaf)) {
+      attribute = &kAttributes[ZRF_TYPE_STRING];
+    }
+  }
+  std::memcpy(p, attribute->text, sizeof attribute->text);
+  p += attribute->length;
+
+  // One branch on the type for the value.
+  *p = '>';
+  switch (code) {
+    case ZRF_TYPE_NULL:
+      p[0] = '/';
+      p[1] = '>';
+      return p + 2;
+    case ZRF_TYPE_STRING:
+      p = EscapeValue<T>(p + 1, value, e.value_bytes, listEnd);
+      break;
+    case ZRF_TYPE_BYTE_STRING:
+      ++p;
+      for (uint32_t b = 0; b < e.value_bytes; ++b) {
+        std::memcpy(p, kHexPairs.pair[value[b]], 2);
+        p += 2;
+      }
+      break;
+    case ZRF_TYPE_BOOLEAN:
+      p[1] = LoadU32(value) != 0 ? '1' : '0';
+      p += 2;
+      break;
+    case ZRF_TYPE_INT8:
+      p = PutSigned(p + 1, static_cast<int8_t>(value[0]));
+      break;
+    case ZRF_TYPE_INT16:
+      p = PutSigned(p + 1, static_cast<int16_t>(LoadU16(value)));
+      break;
+    case ZRF_TYPE_INT32:
+      p = PutSigned(p + 1, static_cast<int32_t>(LoadU32(value)));
+      break;
+    case ZRF_TYPE_INT64:
+      p = PutSigned(p + 1, static_cast<int64_t>(LoadU64(value)));
+      break;
+    case ZRF_TYPE_FLOAT64:
+      p = PutFloat64(p + 1, value);
+      break;
+    default:  // ZRF_TYPE_FLOAT32
+      p += 1 + FormatFixedValue(code, value, reinterpret_cast<char*>(p + 1));
+      break;
+  }
+  p[0] = '<';
+  p[1] = '/';
+  p = PutPart(p + 2, leaf, leafBytes, listEnd);
+  *p++ = '>';
+  return p;
+}
+
 template <typename T>
 KWLONG WriteFolders(const PlainPlan& plan, const uint8_t* list, const uint8_t* listEnd,
                     bool reversed, ZRFHDRBUF* buffer) {
@@ -454,143 +759,223 @@ KWLONG WriteFolders(const PlainPlan& plan, const uint8_t* list, const uint8_t* l
   OpenGroups open;
   for (uint32_t rest = plan.folders; rest != 0; rest &= rest - 1) {
     const auto folder = static_cast<FolderId>(__builtin_ctz(rest));
-    const std::string_view folderName = FolderNameOf(folder);
-    const auto folderBytes = reinterpret_cast<const uint8_t*>(folderName.data());
-    const auto chars = static_cast<uint32_t>(folderName.size());
-    // The folder's start tag behind its NameValueLength.
-    if (const KWLONG reason = out.Reserve(kFolderLengthBytes + uint64_t{chars} + 2);
-        reason != KWRC_NONE) {
+    const FolderText& text = FolderTextOf(folder);
+    if (const KWLONG reason = out.Reserve(FolderStartRoom(text)); reason != KWRC_NONE) {
       return reason;
     }
     const uint64_t lengthAt = static_cast<uint64_t>(out.p - buffer->pBuffer);
-    uint8_t* p = out.p + kFolderLengthBytes;
-    *p++ = '<';
-    p = CopyShort(p, folderBytes, chars);
-    *p++ = '>';
-    out.p = p;
+    out.p = PutFolderStart(out.p, text);
     const bool jms = folder == FolderId::kJms;
 
     for (uint32_t i = plan.head[static_cast<uint32_t>(folder)]; i != PlainPlan::kEnd;
          i = plan.slots[i].next) {
       const PlainSlot& slot = plan.slots[i];
       const uint8_t* node = list + slot.offset;
-      const uint8_t* name = node + slot.name_at;
-      const uint8_t* value = node + slot.value_at;
-      const uint32_t nameBytes = slot.name_length;
-      const uint32_t valueBytes = slot.value_length;
-      const uint32_t code = slot.code;
-
-      // The general writer's room for the element, to the byte.
-      uint64_t valueRoom = uint64_t{kRoomPerValueByte[code]} * valueBytes + kRoomPerValue[code];
-      if (code == ZRF_TYPE_STRING && valueBytes > kWorkBufferSize) {
-        valueRoom = EscapeRoutinesFor(T::kCcsidType)->escaped_size(value, valueBytes);
+      const PlainElement e{
+          node + slot.name_at, node + slot.value_at, slot.name_length, slot.value_length,
+          slot.code,           slot.parts_start,     slot.leaf_start,  0};
+      if (const KWLONG reason = out.Reserve(ElementRoom<T>(e, open)); reason != KWRC_NONE) {
+        return reason;
       }
-      const uint64_t room = open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) +
-                            uint64_t{3 + kGroupTagUnits} * nameBytes + kGroupTagUnits +
-                            kMarkupUnits + valueRoom;
-      if (const KWLONG reason = out.Reserve(room); reason != KWRC_NONE) return reason;
-
-      p = out.p;
-      const uint32_t groupsBytes = slot.leaf_start - slot.parts_start;
-      if (groupsBytes != 0 || open.count != 0) {
-        const uint8_t* groups = name + slot.parts_start;
-        // Most often the groups are those of the element before.
-        if (open.count != 0 && open.end[open.count - 1] + 1 == groupsBytes &&
-            SameName(open.base, groups, groupsBytes)) {
-          open.base = groups;
-        } else if (groupsBytes == 0) {
-          // Out of every group: nothing to compare.
-          p = open.CloseFrom(p, 0);
-        } else {
-          p = open.Switch(p, groups, groupsBytes);
-        }
-      }
-      const uint8_t* leaf = name + slot.leaf_start;
-      const uint32_t leafBytes = nameBytes - slot.leaf_start;
-      *p = '<';
-      p = PutPart(p + 1, leaf, leafBytes, listEnd);
-
-      const Attribute* attribute = &kAttributes[code];
-      if (jms && leafBytes == 3) {
-        // Leaves the parser reads as numbers: their strings say so, their
-        // numbers of the expected size need not.
-        const auto word = static_cast<uint32_t>(LoadUpTo8(leaf, 3));
-        const bool int32Leaf =
-            word == kJmsInt32Leaves[0] || word == kJmsInt32Leaves[1] || word == kJmsInt32Leaves[2];
-        const bool int64Leaf = word == kJmsInt64Leaves[0] || word == kJmsInt64Leaves[1];
-        if (code == ZRF_TYPE_STRING && (int32Leaf || int64Leaf)) {
-          attribute = &kJmsStringAttribute;
-        } else if ((code == ZRF_TYPE_INT32 && int32Leaf) || (code == ZRF_TYPE_INT64 && int64Leaf)) {
-          attribute = &kAttributes[ZRF_TYPE_STRING];
-        }
-      }
-      std::memcpy(p, attribute->text, sizeof attribute->text);
-      p += attribute->length;
-
-      // One branch on the type for the value.
-      *p = '>';
-      switch (code) {
-        case ZRF_TYPE_NULL:
-          p[0] = '/';
-          p[1] = '>';
-          out.p = p + 2;
-          continue;
-        case ZRF_TYPE_STRING:
-          p = scan::EscapeBytes<T>(p + 1, value, valueBytes);
-          break;
-        case ZRF_TYPE_BYTE_STRING:
-          ++p;
-          for (uint32_t b = 0; b < valueBytes; ++b) {
-            std::memcpy(p, kHexPairs.pair[value[b]], 2);
-            p += 2;
-          }
-          break;
-        case ZRF_TYPE_BOOLEAN:
-          p[1] = LoadU32(value) != 0 ? '1' : '0';
-          p += 2;
-          break;
-        case ZRF_TYPE_INT8:
-          p = PutSigned(p + 1, static_cast<int8_t>(value[0]));
-          break;
-        case ZRF_TYPE_INT16:
-          p = PutSigned(p + 1, static_cast<int16_t>(LoadU16(value)));
-          break;
-        case ZRF_TYPE_INT32:
-          p = PutSigned(p + 1, static_cast<int32_t>(LoadU32(value)));
-          break;
-        case ZRF_TYPE_INT64:
-          p = PutSigned(p + 1, static_cast<int64_t>(LoadU64(value)));
-          break;
-        default:  // the floats
-          p += 1 + FormatFixedValue(code, value, reinterpret_cast<char*>(p + 1));
-          break;
-      }
-      p[0] = '<';
-      p[1] = '/';
-      p = PutPart(p + 2, leaf, leafBytes, listEnd);
-      *p++ = '>';
-      out.p = p;
+      out.p = PutElement<T>(out.p, e, jms, listEnd, &open);
     }
 
-    // The end tags, and blanks up to a multiple of 4 bytes.
-    if (const KWLONG reason =
-            out.Reserve(open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) + chars + 3 +
-                        kFolderAlignment);
-        reason != KWRC_NONE) {
+    if (const KWLONG reason = out.Reserve(FolderEndRoom(text, open)); reason != KWRC_NONE) {
       return reason;
     }
-    p = open.CloseFrom(out.p, 0);
-    p[0] = '<';
-    p[1] = '/';
-    p = CopyShort(p + 2, folderBytes, chars);
-    *p++ = '>';
-    uint8_t* const folderStart = buffer->pBuffer + lengthAt;
-    while ((p - folderStart - kFolderLengthBytes) % kFolderAlignment != 0) *p++ = ' ';
-    out.p = p;
-    StoreInt(folderStart, static_cast<int32_t>(p - folderStart - kFolderLengthBytes), reversed);
+    out.p = PutFolderEnd(out.p, buffer->pBuffer + lengthAt, text, &open, reversed);
   }
   buffer->Length = static_cast<KWULONG>(out.p - buffer->pBuffer);
   return KWRC_NONE;
+}
+
+// What the first pass makes of a node.
+enum class NodeUse { kTake, kSkip, kRefuse };
+
+// Reads the node at `offset` (below `end`) for the plain writers: kTake with
+// *e, *folder and *next (the offset of the node behind) filled in; kSkip for
+// a node that is not written (*next filled in); kRefuse for a node the plain
+// writers do not take or cannot decode.
+[[gnu::always_inline]] inline NodeUse ReadPlainNode(const uint8_t* bytes, uint32_t offset,
+                                                    uint32_t end, const uint8_t* listEnd,
+                                                    int32_t copyPurpose, PlainElement* e,
+                                                    FolderId* folder, uint32_t* next) {
+  const uint8_t* node = bytes + offset;
+  const uint32_t left = end - offset;
+  const uint32_t code = left >= 4 ? LoadU32(node) : ZRF_TYPE_COUNT;
+  // The types the plain writer takes, whose nodes have Support at 4, the
+  // name length, copy options and name within the first 20 bytes, a
+  // variable value's length at 8.
+  if (code >= ZRF_TYPE_NAME_ONLY || left < 20) {
+    NodeView view;
+    if (!DecodeNode(node, left, &view)) return NodeUse::kRefuse;
+    *next = offset + view.length;
+    // Nodes that are not written do not matter; any other needs the
+    // general writer.
+    if (!SelectedByPurpose(view, copyPurpose) ||
+        (view.type_flags & ZRF_TYPE_MASK) == ZRF_TYPE_NAME_ONLY) {
+      return NodeUse::kSkip;
+    }
+    return NodeUse::kRefuse;
+  }
+  // Without branches on the type, which varies from node to node.
+  const PlainLayout& layout = kPlainLayouts[code];
+  const uint32_t nameLength = LoadU16(node + layout.name_length_at);
+  const uint32_t variableLength = LoadU32(node + kVariableLengthAt) & layout.variable_mask;
+  const uint64_t padded = PadToNodeAlignment(uint64_t{layout.name_at} + nameLength +
+                                             variableLength + (layout.variable_mask & 1));
+  if (padded > left) return NodeUse::kRefuse;
+  *next = offset + static_cast<uint32_t>(padded);
+  const uint32_t copy = node[layout.copy_at];
+  if (copyPurpose != 0 && copyPurpose != KWCOPY_ALL &&
+      (copy & (KWCOPY_ALL | static_cast<uint32_t>(copyPurpose))) == 0) {
+    return NodeUse::kSkip;
+  }
+  // Any Support but optional and any copy options but the default need
+  // the general writer's attributes.
+  if (LoadU32(node + 4) != KWPD_SUPPORT_OPTIONAL || (copy & KWCOPY_VALID_MASK) != KWCOPY_DEFAULT ||
+      nameLength - 1 >= kMaxPlainName) {
+    return NodeUse::kRefuse;
+  }
+  NameShape shape;
+  const uint8_t* name = node + layout.name_at;
+  if (!ShapeName(name, nameLength, listEnd, &shape)) return NodeUse::kRefuse;
+  *e = PlainElement{name,
+                    name + layout.value_from_name + (nameLength & layout.variable_mask),
+                    nameLength,
+                    variableLength | layout.fixed_size,
+                    code,
+                    shape.parts_start,
+                    shape.leaf_start,
+                    shape.stops};
+  *folder = shape.folder;
+  return NodeUse::kTake;
+}
+
+// The list-order writer: each element written as its node is read, into
+// the folder that is open, so that no plan is kept. A folder is opened when
+// the first of its elements comes and closed when an element of another
+// folder does; folders that come out of their order are moved into it at
+// the end. It gives up (kNeedsPlan) on a folder whose elements do not all
+// follow one another in the list, and wherever the general writer would
+// make room by growing the buffer (in its own order of folders) or the
+// buffer lacks room for a move; it never allocates.
+template <typename T>
+PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPurpose,
+                              bool reversed, ZRFHDRBUF* buffer, uint32_t* written,
+                              uint32_t* skippedOut) {
+  const uint8_t* listEnd = bytes + end;
+  uint8_t* const base = buffer->pBuffer;
+  uint8_t* const limit = base + buffer->Size;
+  uint8_t* p = base + buffer->Length;
+
+  // The folders as written: where each begins, its bytes, and the furthest
+  // byte from its start that a reservation of the general writer asks for.
+  struct Run {
+    uint32_t start;
+    uint32_t length;
+    uint64_t reach;
+  };
+  Run runs[kFolderCount];
+  uint8_t runOf[kFolderCount];
+  uint8_t idOf[kFolderCount];
+  uint32_t runCount = 0;
+  uint32_t seen = 0;
+  bool inOrder = true;
+
+  OpenGroups open;
+  const FolderText* text = &kFolderTexts.text[0];
+  uint8_t* folderStart = nullptr;
+  // The furthest byte the folder's reservations reach (within the buffer).
+  const uint8_t* reach = nullptr;
+  bool jms = false;
+  uint32_t count = 0;
+  uint32_t skipped = 0;
+  const auto closeFolder = [&]() {
+    const uint64_t room = FolderEndRoom(*text, open);
+    if (room > static_cast<uint64_t>(limit - p)) return false;
+    reach = p + room > reach ? p + room : reach;
+    p = PutFolderEnd(p, folderStart, *text, &open, reversed);
+    Run& run = runs[runCount - 1];
+    run.length = static_cast<uint32_t>(p - folderStart);
+    run.reach = static_cast<uint64_t>(reach - folderStart);
+    return true;
+  };
+
+  FolderId current = static_cast<FolderId>(kFolderCount);
+  for (uint32_t offset = kHeaderLength; offset < end;) {
+    PlainElement e;
+    FolderId folder;
+    const NodeUse use =
+        ReadPlainNode(bytes, offset, end, listEnd, copyPurpose, &e, &folder, &offset);
+    if (use == NodeUse::kSkip) {
+      ++skipped;
+      continue;
+    }
+    if (use == NodeUse::kRefuse) return PlainOutcome::kNotPlain;
+    if (folder != current) {
+      if (runCount != 0 && !closeFolder()) return PlainOutcome::kNeedsPlan;
+      const uint32_t bit = 1u << static_cast<uint32_t>(folder);
+      if ((seen & bit) != 0) return PlainOutcome::kNeedsPlan;
+      inOrder = inOrder && seen < bit;
+      seen |= bit;
+      current = folder;
+      text = &FolderTextOf(folder);
+      jms = folder == FolderId::kJms;
+      const uint64_t room = FolderStartRoom(*text);
+      if (room > static_cast<uint64_t>(limit - p)) return PlainOutcome::kNeedsPlan;
+      folderStart = p;
+      reach = p + room;
+      runOf[static_cast<uint32_t>(folder)] = static_cast<uint8_t>(runCount);
+      idOf[runCount] = static_cast<uint8_t>(folder);
+      runs[runCount++] = Run{static_cast<uint32_t>(p - base), 0, 0};
+      p = PutFolderStart(p, *text);
+    }
+    const uint64_t room = ElementRoom<T>(e, open);
+    if (room > static_cast<uint64_t>(limit - p)) return PlainOutcome::kNeedsPlan;
+    reach = p + room > reach ? p + room : reach;
+    p = PutElement<T>(p, e, jms, listEnd, &open);
+    ++count;
+  }
+  if (count == 0) return PlainOutcome::kNotPlain;
+  if (!closeFolder()) return PlainOutcome::kNeedsPlan;
+
+  // The general writer writes the folders in the order of their ids: none
+  // of its reservations may find the buffer too small there either.
+  uint64_t at = buffer->Length;
+  for (uint32_t rest = seen; rest != 0; rest &= rest - 1) {
+    const Run& run = runs[runOf[__builtin_ctz(rest)]];
+    if (at + run.reach > buffer->Size) return PlainOutcome::kNeedsPlan;
+    at += run.length;
+  }
+
+  if (!inOrder) {
+    // The folders from the first to the last out of place, copied in their
+    // order into the room behind them and back.
+    uint8_t order[kFolderCount];
+    uint32_t n = 0;
+    for (uint32_t rest = seen; rest != 0; rest &= rest - 1) {
+      order[n++] = static_cast<uint8_t>(__builtin_ctz(rest));
+    }
+    uint32_t first = 0;
+    while (idOf[first] == order[first]) ++first;
+    uint32_t last = runCount - 1;
+    while (idOf[last] == order[last]) --last;
+    const uint32_t from = runs[first].start;
+    const uint32_t bytesToMove = runs[last].start + runs[last].length - from;
+    if (bytesToMove > static_cast<uint64_t>(limit - p)) return PlainOutcome::kNeedsPlan;
+    uint8_t* t = p;
+    for (uint32_t k = first; k <= last; ++k) {
+      const Run& run = runs[runOf[order[k]]];
+      std::memcpy(t, base + run.start, run.length);
+      t += run.length;
+    }
+    std::memcpy(base + from, p, bytesToMove);
+  }
+  buffer->Length = static_cast<KWULONG>(p - base);
+  *written = count;
+  *skippedOut = skipped;
+  return PlainOutcome::kWritten;
 }
 
 }  // namespace
@@ -684,6 +1069,18 @@ KWLONG WritePlainFolders(const PlainPlan& plan, const ZRFPROPS* list, uint8_t fa
     return WriteFolders<FamilyTraits<XCS_CCSID_TYPE_UTF8>>(plan, bytes, listEnd, reversed, out);
   }
   return WriteFolders<FamilyTraits<XCS_CCSID_TYPE_ASCII>>(plan, bytes, listEnd, reversed, out);
+}
+
+PlainOutcome WritePlainInListOrder(const ZRFPROPS* list, int32_t copyPurpose, uint8_t family,
+                                   bool reversed, ZRFHDRBUF* out, uint32_t* written,
+                                   uint32_t* skipped) {
+  const uint8_t* bytes = ListBytes(list);
+  if (family == XCS_CCSID_TYPE_UTF8) {
+    return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_UTF8>>(bytes, list->StrucLen, copyPurpose,
+                                                               reversed, out, written, skipped);
+  }
+  return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_ASCII>>(bytes, list->StrucLen, copyPurpose,
+                                                              reversed, out, written, skipped);
 }
 
 }  // namespace zxv::props

@@ -262,6 +262,25 @@ bool PlanPlainFolders(const ZRFPROPS* list, int32_t copyPurpose, PlainPlan* plan
 KWLONG WritePlainFolders(const PlainPlan& plan, const ZRFPROPS* list, uint8_t family, bool reversed,
                          ZRFHDRBUF* out);
 
+// How the list-order writer below fared.
+enum class PlainOutcome {
+  kWritten,    // the folders are written
+  kNeedsPlan,  // the list is plain, but its folders need the plan above
+  kNotPlain,   // the list needs the general writer (or has nothing to write)
+};
+
+// The plain writer without a plan, for an output with room behind
+// out->Length: writes the folders as the nodes come, moving folders that
+// came out of their order into place at the end. kWritten: out->Length
+// lies behind the folders, *written and *skipped count the nodes written
+// and not selected. Otherwise out->Length is as it was (the bytes behind it
+// are not). It never allocates: where the general writer would grow the
+// buffer, and where the folders of a plain list do not each come in one
+// run of nodes, it gives kNeedsPlan.
+PlainOutcome WritePlainInListOrder(const ZRFPROPS* list, int32_t copyPurpose, uint8_t family,
+                                   bool reversed, ZRFHDRBUF* out, uint32_t* written,
+                                   uint32_t* skipped);
+
 // ---------------------------------------------------------------------------
 // The application's CCSID (props_app_ccsid.cpp).
 int32_t ApplicationCcsid();

@@ -68,6 +68,18 @@ Outcome Convert(const ZRFPAL& pal, const ZRFHDROPTS& opts, WriterPaths paths, ui
   return o;
 }
 
+// What the list-order writer makes of a list behind `prefix` bytes of a
+// work buffer.
+PlainOutcome ListOrderOutcome(const ZRFPAL& pal, const ZRFHDROPTS& opts, uint32_t prefix) {
+  std::vector<uint8_t> block(kWorkBufferSize);
+  ZRFHDRBUF out{block.data(), kWorkBufferSize, prefix + kRfh2FixedLength};
+  uint32_t written = 0;
+  uint32_t skipped = 0;
+  const bool reversed = opts.Encoding != 546;
+  return WritePlainInListOrder(pal.pProps, opts.CopyPurpose, ListFamilyOf(pal.pProps), reversed,
+                               &out, &written, &skipped);
+}
+
 void ExpectSame(const Outcome& plain, const Outcome& general, const std::string& where) {
   EXPECT_EQ(plain.reason, general.reason) << where;
   EXPECT_EQ(plain.bytes, general.bytes) << where;
@@ -170,7 +182,10 @@ class ListMaker {
       return;
     }
     if (code == ZRF_TYPE_FLOAT64 && Pick(2) == 0) {
-      const double v = static_cast<double>(Pick(100000)) / 8;
+      // Few decimals either sign, whole numbers ending in zeros, and
+      // numbers near the largest of those written in fixed form.
+      const double kScales[] = {0.125, -0.01, 1e5, 1e9, -0.1};
+      const double v = static_cast<double>(Pick(100000)) * kScales[Pick(5)];
       std::memcpy(fixed, &v, 8);
     }
     spec->value = fixed;
@@ -195,6 +210,7 @@ ZRFHDROPTS OptionsFor(int32_t nameValueCcsid, int32_t encoding, int32_t copyPurp
 
 TEST(PropsPlainWriter, WritesWhatTheGeneralWriterWrites) {
   uint32_t plainLists = 0;
+  uint32_t listOrder[3] = {};
   for (int i = 0; i < 1500; ++i) {
     // Lists with something odd in many nodes, in a few, or in none.
     static const uint32_t kOddness[] = {80, 8, 0};
@@ -205,11 +221,16 @@ TEST(PropsPlainWriter, WritesWhatTheGeneralWriterWrites) {
     static const int32_t kPurposes[] = {0, KWCOPY_ALL, KWCOPY_REPLY, KWCOPY_FORWARD};
     const ZRFHDROPTS opts =
         OptionsFor(nameValueCcsid, maker.Pick(3) == 0 ? 273 : 546, kPurposes[maker.Pick(4)]);
-    const uint32_t prefix = maker.Pick(3) == 0 ? 72 : 0;
+    // No buffer yet (the plan), or one of 4096 bytes with some of it used,
+    // which the list-order writer takes when nothing has to grow (also
+    // near its end, where growing depends on the order of the folders).
+    const uint32_t prefix =
+        maker.Pick(3) == 0 ? 72 : (maker.Pick(3) == 0 ? 2500 + maker.Pick(1500) : 0);
     PlainPlan plan;
     if (nameValueCcsid == ccsid && PlanPlainFolders(pal.pProps, opts.CopyPurpose, &plan) &&
         plan.folders != 0) {
       ++plainLists;
+      if (prefix != 0) ++listOrder[static_cast<int>(ListOrderOutcome(pal, opts, prefix))];
     }
     ExpectSame(Convert(pal, opts, WriterPaths::kAny, prefix, 0),
                Convert(pal, opts, WriterPaths::kGeneralOnly, prefix, 0),
@@ -220,8 +241,11 @@ TEST(PropsPlainWriter, WritesWhatTheGeneralWriterWrites) {
     }
     FreeList(&pal);
   }
-  // Enough of the lists took the plain writer for the comparison to count.
+  // Enough of the lists took the plain writer for the comparison to count,
+  // with and without a plan.
   EXPECT_GT(plainLists, 400u);
+  EXPECT_GT(listOrder[static_cast<int>(PlainOutcome::kWritten)], 30u);
+  EXPECT_GT(listOrder[static_cast<int>(PlainOutcome::kNeedsPlan)], 50u);
 }
 
 // A list the plain writer takes, failing each of its allocations in turn
