@@ -44,20 +44,23 @@ inline uint8_t* CopyValue(uint8_t* to, const uint8_t* from, uint32_t n) {
 // KWRC_NONE, KWRC_PROPERTY_NAME_ERROR for an empty name or one longer than a
 // node can hold, KWRC_PROPERTY_TYPE_ERROR for a value that does not fit the
 // type, or 2071/2102/2195 when the list cannot grow; the list is unchanged
-// on failure.
-template <typename WriteName>
+// on failure. A caller that (`kTyped`) guarantees a type the parser makes
+// with a value of that type's size, never null, skips those checks.
+template <bool kTyped = false, typename WriteName>
 [[gnu::always_inline]] inline KWLONG AppendParsedNodeWith(ZRFPAL* pal,
                                                           const ParsedProperty& property,
                                                           WriteName&& writeName, uint32_t* offset) {
   const uint32_t code = property.type;
-  if (code >= ZRF_TYPE_NAME_ONLY) return KWRC_PROPERTY_TYPE_ERROR;  // the parser makes none
+  if (!kTyped && code >= ZRF_TYPE_NAME_ONLY) return KWRC_PROPERTY_TYPE_ERROR;  // never parsed
   const NodeLayout& layout = kNodeLayouts[code];
   const uint32_t nameLength = property.name_length;
   if (nameLength == 0 || nameLength > kMaxNameLength) return KWRC_PROPERTY_NAME_ERROR;
   const bool variable = layout.variable();
   const uint32_t valueLength = property.value_length;
-  if (!variable && valueLength != layout.fixed_size) return KWRC_PROPERTY_TYPE_ERROR;
-  if (property.value == nullptr && valueLength != 0) return KWRC_PROPERTY_TYPE_ERROR;
+  if (!kTyped) {
+    if (!variable && valueLength != layout.fixed_size) return KWRC_PROPERTY_TYPE_ERROR;
+    if (property.value == nullptr && valueLength != 0) return KWRC_PROPERTY_TYPE_ERROR;
+  }
   const uint64_t length = PadToNodeAlignment(RawNodeLength(layout, nameLength, valueLength));
   if (length > kMaxListSize - kHeaderLength) return KWRC_STORAGE_NOT_AVAILABLE;
   if (length > pal->Size - pal->pProps->StrucLen) {
