@@ -262,7 +262,7 @@ bool HasEltPart(const uint8_t* name, uint32_t length, uint64_t stops) {
                                              const uint8_t* listEnd, NameShape* shape) {
   NameBits bits;
   uint64_t head = ClassifyName(name, length, listEnd, &bits);
-  const uint64_t valid = length == 64 ? ~uint64_t{0} : (uint64_t{1} << length) - 1;
+  const uint64_t valid = ~uint64_t{0} >> (64 - length);  // length is 1 to 64
   const uint64_t stops = bits.stops & valid;
   const uint64_t starts = ((stops << 1) | 1) & valid;
   // No odd byte, no part that is empty or begins with a digit, no elt.
@@ -421,17 +421,20 @@ constexpr uint8_t kRoomPerValue[ZRF_TYPE_COUNT] = {0,
                                                    0,
                                                    0};
 
-// A name part of n bytes at p: whole blocks when the list holds sixteen
-// bytes behind it and the output has room for them.
-inline uint8_t* PutPart(uint8_t* p, const uint8_t* part, uint32_t n, const uint8_t* listEnd) {
+// A name part of n bytes at p: one block moved whole when the list holds
+// sixteen bytes behind it (WholeBlockPart) and the output has room for them.
+inline bool WholeBlockPart(const uint8_t* part, uint32_t n, const uint8_t* listEnd) {
+  return n <= 16 && listEnd - part >= 16;
+}
+inline uint8_t* PutPart(uint8_t* p, const uint8_t* part, uint32_t n, bool wholeBlock) {
 #if defined(__SSE2__)
-  if (n <= 16 && listEnd - part >= 16) {
+  if (wholeBlock) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p),
                      _mm_loadu_si128(reinterpret_cast<const __m128i*>(part)));
     return p + n;
   }
 #else
-  (void)listEnd;
+  (void)wholeBlock;
 #endif
   return CopyShort(p, part, n);
 }
@@ -498,7 +501,11 @@ struct OpenGroups {
   uint32_t start[kMaxPlainGroups];
   uint32_t end[kMaxPlainGroups];
 
-  uint64_t Bytes() const { return count == 0 ? 0 : end[count - 1]; }
+  // The general writer's room for the open groups' tags: their bytes and
+  // kGroupTagUnits per group and one more; kept as the groups change.
+  uint32_t tag_room = kGroupTagUnits;
+
+  void CountRoom() { tag_room = (count == 0 ? 0 : end[count - 1]) + kGroupTagUnits * (count + 1); }
 
   uint8_t* CloseFrom(uint8_t* p, uint32_t keep) {
     while (count > keep) {
@@ -508,6 +515,7 @@ struct OpenGroups {
       p = CopyShort(p, base + start[count], end[count] - start[count]);
       *p++ = '>';
     }
+    CountRoom();
     return p;
   }
 
@@ -542,6 +550,7 @@ struct OpenGroups {
       from = at + 1;
     }
     base = groups;
+    CountRoom();
     return p;
   }
 };
@@ -631,12 +640,11 @@ inline uint64_t ElementRoom(const PlainElement& e, const OpenGroups& open) {
   if (e.code == ZRF_TYPE_STRING && e.value_bytes > kWorkBufferSize) {
     valueRoom = EscapeRoutinesFor(T::kCcsidType)->escaped_size(e.value, e.value_bytes);
   }
-  return open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) +
-         uint64_t{3 + kGroupTagUnits} * e.name_bytes + kGroupTagUnits + kMarkupUnits + valueRoom;
+  return uint64_t{open.tag_room} + uint64_t{3 + kGroupTagUnits} * e.name_bytes + kGroupTagUnits +
+         kMarkupUnits + valueRoom;
 }
 inline uint64_t FolderEndRoom(const FolderText& folder, const OpenGroups& open) {
-  return open.Bytes() + uint64_t{kGroupTagUnits} * (open.count + 1) + folder.chars + 3 +
-         kFolderAlignment;
+  return uint64_t{open.tag_room} + folder.chars + 3 + kFolderAlignment;
 }
 
 // The folder's start tag at p, behind room for its NameValueLength; the end.
@@ -686,7 +694,8 @@ template <typename T>
   const uint32_t code = e.code;
   const uint8_t* value = e.value;
   *p = '<';
-  p = PutPart(p + 1, leaf, leafBytes, listEnd);
+  const bool leafBlock = WholeBlockPart(leaf, leafBytes, listEnd);
+  p = PutPart(p + 1, leaf, leafBytes, leafBlock);
 
   const Attribute* attribute = &kAttributes[code];
   if (jms && leafBytes == 3) {
@@ -747,7 +756,7 @@ template <typename T>
   }
   p[0] = '<';
   p[1] = '/';
-  p = PutPart(p + 2, leaf, leafBytes, listEnd);
+  p = PutPart(p + 2, leaf, leafBytes, leafBlock);
   *p++ = '>';
   return p;
 }
