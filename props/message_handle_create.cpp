@@ -102,7 +102,10 @@ void FreeContent(MsgHandle* handle) {
   if (handle->pProps != nullptr) {
     ZRFPAL pal = ListOf(handle);
     if (FreeList(&pal) != KWRC_NONE) {
-      // A list whose eye-catcher is gone is not ours to free (recorded).
+      // The store refuses (and records) a list whose eye-catcher was
+      // overwritten, but the block is still the one this handle allocated:
+      // free it here rather than leak it with the handle.
+      xcsFreeMemFn(handle->pProps);
     }
     handle->pProps = nullptr;
     handle->PropsSize = 0;

@@ -267,6 +267,16 @@ TEST_F(MessageHandleLifecycleTest, DeleteResourcesRefusesWhatIsNotAHandleAndUnhe
   EXPECT_EQ(anchor_.MsgHandleCount, 1u);
   h->StrucId[0] = 'Z';
 
+  // A list whose eye-catcher the caller overwrote is recorded by the store
+  // but still freed with its handle.
+  ASSERT_EQ(SetString(hMsg, "s", "v"), KWRC_NONE);
+  h->pProps->StrucId[0] ^= 0x20;
+  records = xcsFailureRecordCount();
+  EXPECT_EQ(zstDeleteMessageHandleResources(nullptr, &anchor_, h, 0, &cc_, &rc_), KWRC_NONE);
+  EXPECT_EQ(xcsFailureRecordCount(), records + 1);
+  EXPECT_EQ(anchor_.MsgHandleCount, 0u);
+  EXPECT_EQ(xcsOutstandingBlocks(), blocks_);
+
   // Asked to release a lock the caller does not hold, the freeing still
   // happens but the call reports an unexpected error.
   const KWHMSG unassociated = Create(kUnassoc);
