@@ -757,18 +757,20 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
   // The common case, when the plain writer takes the list.
   if (paths == WriterPaths::kAny && target.same_text && HasAsciiMarkup(target.family)) {
     // In list order, when the output has room for the fixed part already
-    // (so that making it room allocates nothing) and for as many bytes as
-    // the list has (folders seldom take fewer; a list that would make the
-    // buffer grow is better planned at once than given up half-way).
+    // (so that making it room allocates nothing).
     PlainOutcome outcome = PlainOutcome::kNeedsPlan;
-    if (out->pBuffer != nullptr && out->Size - out->Length >= kRfh2FixedLength &&
-        list->StrucLen <= out->Size - out->Length - kRfh2FixedLength) {
+    if (out->pBuffer != nullptr && out->Size - out->Length >= kRfh2FixedLength) {
       const uint32_t start = out->Length;
       out->Length += kRfh2FixedLength;
       uint32_t written = 0;
       uint32_t skipped = 0;
+      KWLONG failure = KWRC_NONE;
       outcome = WritePlainInListOrder(list, opts.CopyPurpose, target.family, target.reversed, out,
-                                      &written, &skipped);
+                                      &written, &skipped, &failure);
+      if (outcome == PlainOutcome::kFailed) {
+        out->Length = start;
+        return failure;
+      }
       if (outcome == PlainOutcome::kWritten) {
         marks->Written = written;
         marks->Compatible = written;

@@ -39,6 +39,11 @@ constexpr uint32_t kMarkupUnits = 192;
 constexpr uint32_t kGroupTagUnits = 5;
 constexpr uint32_t kFolderAlignment = 4;
 
+// The list-order writer's staging area for headers that make the buffer
+// grow, and the largest list it stages.
+constexpr uint32_t kStageBytes = 16 * 1024;
+constexpr uint32_t kMaxStagedList = 12 * 1024;
+
 // Most groups a name of kMaxPlainName bytes can open.
 constexpr uint32_t kMaxPlainGroups = kMaxPlainName / 2;
 
@@ -869,14 +874,18 @@ enum class NodeUse { kTake, kSkip, kRefuse };
 // follow one another in the list, and wherever the general writer would
 // make room by growing the buffer (in its own order of folders) or the
 // buffer lacks room for a move; it never allocates.
-template <typename T>
+template <typename T, bool staged>
 PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPurpose,
-                              bool reversed, ZRFHDRBUF* buffer, uint32_t* written,
-                              uint32_t* skippedOut) {
+                              bool reversed, ZRFHDRBUF* buffer, uint8_t* stage, uint32_t stageBytes,
+                              uint32_t* written, uint32_t* skippedOut, KWLONG* failure) {
   const uint8_t* listEnd = bytes + end;
-  uint8_t* const base = buffer->pBuffer;
-  uint8_t* const limit = base + buffer->Size;
-  uint8_t* p = base + buffer->Length;
+  // Written in the buffer itself, or staged apart when the buffer may
+  // have to grow: then no element may need more room than the buffer has
+  // now, so that every growth of the general writer doubles it.
+  uint8_t* const base = staged ? stage : buffer->pBuffer;
+  uint8_t* const limit = staged ? stage + stageBytes : base + buffer->Size;
+  uint8_t* p = staged ? stage : base + buffer->Length;
+  const uint64_t mostRoom = staged ? buffer->Size : ~uint64_t{0};
 
   // The folders as written: where each begins, its bytes, and the furthest
   // byte from its start that a reservation of the general writer asks for.
@@ -902,7 +911,7 @@ PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPu
   uint32_t skipped = 0;
   const auto closeFolder = [&]() {
     const uint64_t room = FolderEndRoom(*text, open);
-    if (room > static_cast<uint64_t>(limit - p)) return false;
+    if (room > static_cast<uint64_t>(limit - p) || room > mostRoom) return false;
     reach = p + room > reach ? p + room : reach;
     p = PutFolderEnd(p, folderStart, *text, &open, reversed);
     Run& run = runs[runCount - 1];
@@ -932,7 +941,9 @@ PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPu
       text = &FolderTextOf(folder);
       jms = folder == FolderId::kJms;
       const uint64_t room = FolderStartRoom(*text);
-      if (room > static_cast<uint64_t>(limit - p)) return PlainOutcome::kNeedsPlan;
+      if (room > static_cast<uint64_t>(limit - p) || room > mostRoom) {
+        return PlainOutcome::kNeedsPlan;
+      }
       folderStart = p;
       reach = p + room;
       runOf[static_cast<uint32_t>(folder)] = static_cast<uint8_t>(runCount);
@@ -941,13 +952,47 @@ PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPu
       p = PutFolderStart(p, *text);
     }
     const uint64_t room = ElementRoom<T>(e, open);
-    if (room > static_cast<uint64_t>(limit - p)) return PlainOutcome::kNeedsPlan;
+    if (room > static_cast<uint64_t>(limit - p) || room > mostRoom) return PlainOutcome::kNeedsPlan;
     reach = p + room > reach ? p + room : reach;
     p = PutElement<T>(p, e, jms, listEnd, &open);
     ++count;
   }
   if (count == 0) return PlainOutcome::kNotPlain;
   if (!closeFolder()) return PlainOutcome::kNeedsPlan;
+
+  if constexpr (staged) {
+    // The general writer writes the folders in the order of their ids,
+    // doubling the buffer whenever a reservation finds it too small (no
+    // reservation asks for more than the buffer has): as often as its
+    // furthest reservation needs. Then the folders in their order.
+    uint64_t at = buffer->Length;
+    uint64_t need = at;
+    for (uint32_t rest = seen; rest != 0; rest &= rest - 1) {
+      const Run& run = runs[runOf[__builtin_ctz(rest)]];
+      need = at + run.reach > need ? at + run.reach : need;
+      at += run.length;
+    }
+    const uint32_t length = buffer->Length;
+    while (need > buffer->Size) {
+      buffer->Length = buffer->Size;
+      const KWLONG reason = ReserveFolderOut(buffer, 1);
+      buffer->Length = length;
+      if (reason != KWRC_NONE) {
+        *failure = reason;
+        return PlainOutcome::kFailed;
+      }
+    }
+    uint8_t* t = buffer->pBuffer + length;
+    for (uint32_t rest = seen; rest != 0; rest &= rest - 1) {
+      const Run& run = runs[runOf[__builtin_ctz(rest)]];
+      std::memcpy(t, stage + run.start, run.length);
+      t += run.length;
+    }
+    buffer->Length = static_cast<KWULONG>(at);
+    *written = count;
+    *skippedOut = skipped;
+    return PlainOutcome::kWritten;
+  }
 
   // The general writer writes the folders in the order of their ids: none
   // of its reservations may find the buffer too small there either.
@@ -985,6 +1030,20 @@ PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPu
   *written = count;
   *skippedOut = skipped;
   return PlainOutcome::kWritten;
+}
+
+// The list-order writer with its staging area, out of line so that the
+// common case keeps a small frame.
+[[gnu::noinline]] PlainOutcome WriteStaged(const uint8_t* bytes, uint32_t end, int32_t copyPurpose,
+                                           uint8_t family, bool reversed, ZRFHDRBUF* out,
+                                           uint32_t* written, uint32_t* skipped, KWLONG* failure) {
+  uint8_t stage[kStageBytes];
+  if (family == XCS_CCSID_TYPE_UTF8) {
+    return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_UTF8>, true>(
+        bytes, end, copyPurpose, reversed, out, stage, kStageBytes, written, skipped, failure);
+  }
+  return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_ASCII>, true>(
+      bytes, end, copyPurpose, reversed, out, stage, kStageBytes, written, skipped, failure);
 }
 
 }  // namespace
@@ -1082,14 +1141,23 @@ KWLONG WritePlainFolders(const PlainPlan& plan, const ZRFPROPS* list, uint8_t fa
 
 PlainOutcome WritePlainInListOrder(const ZRFPROPS* list, int32_t copyPurpose, uint8_t family,
                                    bool reversed, ZRFHDRBUF* out, uint32_t* written,
-                                   uint32_t* skipped) {
+                                   uint32_t* skipped, KWLONG* failure) {
   const uint8_t* bytes = ListBytes(list);
-  if (family == XCS_CCSID_TYPE_UTF8) {
-    return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_UTF8>>(bytes, list->StrucLen, copyPurpose,
-                                                               reversed, out, written, skipped);
+  const uint32_t end = list->StrucLen;
+  // Folders seldom take twice the bytes of the list: a list that fits
+  // twice in the room left is written in the buffer; a larger one, up to
+  // kMaxStagedList, is staged, and the buffer made to grow as the general
+  // writer would.
+  if (uint64_t{end} * 2 > out->Size - out->Length) {
+    if (end > kMaxStagedList) return PlainOutcome::kNeedsPlan;
+    return WriteStaged(bytes, end, copyPurpose, family, reversed, out, written, skipped, failure);
   }
-  return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_ASCII>>(bytes, list->StrucLen, copyPurpose,
-                                                              reversed, out, written, skipped);
+  if (family == XCS_CCSID_TYPE_UTF8) {
+    return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_UTF8>, false>(
+        bytes, end, copyPurpose, reversed, out, nullptr, 0, written, skipped, failure);
+  }
+  return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_ASCII>, false>(
+      bytes, end, copyPurpose, reversed, out, nullptr, 0, written, skipped, failure);
 }
 
 }  // namespace zxv::props

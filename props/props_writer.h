@@ -267,19 +267,24 @@ enum class PlainOutcome {
   kWritten,    // the folders are written
   kNeedsPlan,  // the list is plain, but its folders need the plan above
   kNotPlain,   // the list needs the general writer (or has nothing to write)
+  kFailed,     // the buffer could not grow
 };
 
 // The plain writer without a plan, for an output with room behind
 // out->Length: writes the folders as the nodes come, moving folders that
 // came out of their order into place at the end. kWritten: out->Length
 // lies behind the folders, *written and *skipped count the nodes written
-// and not selected. Otherwise out->Length is as it was (the bytes behind it
-// are not). It never allocates: where the general writer would grow the
-// buffer, and where the folders of a plain list do not each come in one
-// run of nodes, it gives kNeedsPlan.
+// and not selected. kFailed: the output could not grow as the general
+// writer makes it grow (ReserveFolderOut's reason in *failure; the buffer
+// as it was then). Otherwise out->Length is as it was (the bytes behind it
+// are not). A list too large for the room left is staged apart and the
+// buffer grown at the end, when every growth of the general writer would
+// double it; where that is not so, and where the folders of a plain list
+// do not each come in one run of nodes, it gives kNeedsPlan without having
+// allocated.
 PlainOutcome WritePlainInListOrder(const ZRFPROPS* list, int32_t copyPurpose, uint8_t family,
                                    bool reversed, ZRFHDRBUF* out, uint32_t* written,
-                                   uint32_t* skipped);
+                                   uint32_t* skipped, KWLONG* failure);
 
 // ---------------------------------------------------------------------------
 // The application's CCSID (props_app_ccsid.cpp).

@@ -71,13 +71,18 @@ Outcome Convert(const ZRFPAL& pal, const ZRFHDROPTS& opts, WriterPaths paths, ui
 // What the list-order writer makes of a list behind `prefix` bytes of a
 // work buffer.
 PlainOutcome ListOrderOutcome(const ZRFPAL& pal, const ZRFHDROPTS& opts, uint32_t prefix) {
-  std::vector<uint8_t> block(kWorkBufferSize);
-  ZRFHDRBUF out{block.data(), kWorkBufferSize, prefix + kRfh2FixedLength};
+  void* block = nullptr;
+  EXPECT_EQ(xcsGetMemFn(kWorkBufferSize, &block), xcsRC_OK);
+  ZRFHDRBUF out{static_cast<uint8_t*>(block), kWorkBufferSize, prefix + kRfh2FixedLength};
   uint32_t written = 0;
   uint32_t skipped = 0;
+  KWLONG failure = KWRC_NONE;
   const bool reversed = opts.Encoding != 546;
-  return WritePlainInListOrder(pal.pProps, opts.CopyPurpose, ListFamilyOf(pal.pProps), reversed,
-                               &out, &written, &skipped);
+  const PlainOutcome outcome =
+      WritePlainInListOrder(pal.pProps, opts.CopyPurpose, ListFamilyOf(pal.pProps), reversed, &out,
+                            &written, &skipped, &failure);
+  xcsFreeMemFn(out.pBuffer);
+  return outcome;
 }
 
 void ExpectSame(const Outcome& plain, const Outcome& general, const std::string& where) {
@@ -98,12 +103,15 @@ class ListMaker {
 
   // A list of CCSID `ccsid`; `locateOrder` places names as the store does,
   // otherwise they stand in the order made.
-  ZRFPAL Make(int32_t ccsid, bool locateOrder) {
+  // `atLeast` nodes or more; `userOnly`: every name a user property's, so
+  // that the list has one folder.
+  ZRFPAL Make(int32_t ccsid, bool locateOrder, uint32_t atLeast = 0, bool userOnly = false) {
+    user_only_ = userOnly;
     ZRFPAL pal{};
     EXPECT_EQ(PrepareListForAppend(&pal, kFn), KWRC_NONE);
     pal.pProps->CCSID = ccsid;
     pal.pProps->CCSIDType = ccsid == 819 ? XCS_CCSID_TYPE_ASCII : XCS_CCSID_TYPE_UTF8;
-    const uint32_t count = Pick(20) == 0 ? 240 + Pick(40) : Pick(40);
+    const uint32_t count = std::max(atLeast, Pick(20) == 0 ? 240 + Pick(40) : Pick(40));
     for (uint32_t i = 0; i < count; ++i) {
       const std::string name = Name();
       NodeSpec spec;
@@ -144,7 +152,9 @@ class ListMaker {
     }
     std::string name;
     const uint32_t parts = 1 + Pick(4);
-    if (parts > 1) name = std::string(kFirsts[Odd() ? Pick(15) : Pick(14)]) + ".";
+    if (parts > 1) {
+      name = std::string(kFirsts[user_only_ ? 10 + Pick(4) : Odd() ? Pick(15) : Pick(14)]) + ".";
+    }
     for (uint32_t i = 2; i < parts; ++i)
       name += std::string(kParts[Odd() ? Pick(7) : Pick(6)]) + ".";
     name += kLeaves[Odd() ? Pick(20) : Pick(10)];
@@ -194,6 +204,7 @@ class ListMaker {
 
   std::mt19937_64 rng_;
   uint32_t odd_;
+  bool user_only_ = false;
 };
 
 ZRFHDROPTS OptionsFor(int32_t nameValueCcsid, int32_t encoding, int32_t copyPurpose) {
@@ -210,7 +221,7 @@ ZRFHDROPTS OptionsFor(int32_t nameValueCcsid, int32_t encoding, int32_t copyPurp
 
 TEST(PropsPlainWriter, WritesWhatTheGeneralWriterWrites) {
   uint32_t plainLists = 0;
-  uint32_t listOrder[3] = {};
+  uint32_t listOrder[4] = {};
   for (int i = 0; i < 1500; ++i) {
     // Lists with something odd in many nodes, in a few, or in none.
     static const uint32_t kOddness[] = {80, 8, 0};
@@ -248,29 +259,42 @@ TEST(PropsPlainWriter, WritesWhatTheGeneralWriterWrites) {
   EXPECT_GT(listOrder[static_cast<int>(PlainOutcome::kNeedsPlan)], 50u);
 }
 
-// A list the plain writer takes, failing each of its allocations in turn
-// (the first output block, and its growths when it starts small).
+// A list the plain writer takes, failing each of its allocations in turn:
+// without a buffer (the first output block, and its growths when it starts
+// small), and behind 72 bytes of a work buffer (its growths; lists of more
+// than a few thousand bytes are staged in list order and the buffer grown
+// at the end).
 TEST(PropsPlainWriter, FailsAsTheGeneralWriterFails) {
   ListMaker maker(3, 0);
   uint32_t tried = 0;
-  for (int i = 0; i < 400 && tried < 40; ++i) {
-    ZRFPAL pal = maker.Make(1208, true);
+  uint32_t grown = 0;
+  for (int i = 0; i < 400 && tried < 60; ++i) {
+    ZRFPAL pal = i % 2 == 0 ? maker.Make(1208, true) : maker.Make(1208, true, 150, true);
     const ZRFHDROPTS opts = OptionsFor(1208, 546, 0);
     PlainPlan plan;
     if (PlanPlainFolders(pal.pProps, 0, &plan) && plan.folders != 0) {
       ++tried;
-      for (uint32_t failAt = 1; failAt <= 4; ++failAt) {
-        const Outcome plain = Convert(pal, opts, WriterPaths::kAny, 0, failAt);
-        ExpectSame(plain, Convert(pal, opts, WriterPaths::kGeneralOnly, 0, failAt),
-                   "list " + std::to_string(i) + ", allocation " + std::to_string(failAt));
-        if (failAt == 1) {
-          EXPECT_EQ(plain.reason, KWRC_STORAGE_NOT_AVAILABLE);
+      for (const uint32_t prefix : {0u, 72u}) {
+        for (uint32_t failAt = 1; failAt <= 4; ++failAt) {
+          const Outcome plain = Convert(pal, opts, WriterPaths::kAny, prefix, failAt);
+          ExpectSame(plain, Convert(pal, opts, WriterPaths::kGeneralOnly, prefix, failAt),
+                     "list " + std::to_string(i) + ", prefix " + std::to_string(prefix) +
+                         ", allocation " + std::to_string(failAt));
+          if (failAt == 1 && (prefix == 0 || plain.allocations != 0)) {
+            EXPECT_EQ(plain.reason, KWRC_STORAGE_NOT_AVAILABLE);
+          }
+        }
+        if (prefix != 0 && Convert(pal, opts, WriterPaths::kAny, prefix, 0).allocations != 0 &&
+            ListOrderOutcome(pal, opts, prefix) == PlainOutcome::kWritten) {
+          ++grown;
         }
       }
     }
     FreeList(&pal);
   }
-  EXPECT_EQ(tried, 40u);
+  EXPECT_EQ(tried, 60u);
+  // Lists written in list order with the buffer grown.
+  EXPECT_GE(grown, 10u);
 }
 
 }  // namespace
