@@ -303,54 +303,40 @@ constexpr auto kDigitPairs = [] {
   return t;
 }();
 
-constexpr auto kPowersOfTen = [] {
-  struct Table {
-    uint64_t power[20];
-  } t{};
-  uint64_t v = 1;
-  for (uint64_t& power : t.power) {
-    power = v;
-    v *= 10;
-  }
-  return t;
-}();
+// The eight decimal digits of v (below 10^8) as the bytes of a word, the
+// first digit in the lowest byte (0 to 9, not yet characters): the four
+// high and four low digits in the two halves, each half split by 100 and
+// each quarter by 10, all lanes at once with multiplications that divide
+// exactly below 10000 and below 100.
+inline uint64_t EightDigitBytes(uint32_t v) {
+  uint64_t x = (v / 10000) | (uint64_t{v % 10000} << 32);
+  const uint64_t by100 = ((x * 10486) >> 20) & 0x0000007F0000007FULL;
+  x = by100 | ((x - by100 * 100) << 16);
+  const uint64_t by10 = ((x * 103) >> 10) & 0x000F000F000F000FULL;
+  return by10 | ((x - by10 * 10) << 8);
+}
+constexpr uint64_t kDigitZeros = 0x3030303030303030ULL;
 
-// The decimal text of v (below 10^8) at p; its end. Two digits per step
-// from the end, in 32 bits.
+// The decimal text of v (below 10^8) at p, without leading zeros; its end.
+// Stores eight bytes (the room behind a value holds them).
 inline uint8_t* PutUpTo8Digits(uint8_t* p, uint32_t v) {
-  // Digits from the bit length (log10 2 is about 1233 / 4096), one too
-  // many below the next power of ten.
-  const uint32_t guess = ((32 - __builtin_clz(v | 1)) * 1233) >> 12;
-  const uint32_t digits = guess + (v >= kPowersOfTen.power[guess] ? 1 : 0);
-  uint8_t* const end = p + (digits == 0 ? 1 : digits);
-  uint8_t* q = end;
-  while (v >= 100) {
-    const uint32_t r = v % 100;
-    v /= 100;
-    q -= 2;
-    std::memcpy(q, kDigitPairs.pair[r], 2);
-  }
-  if (v >= 10) {
-    std::memcpy(q - 2, kDigitPairs.pair[v], 2);
-  } else {
-    q[-1] = static_cast<uint8_t>('0' + v);
-  }
-  return end;
+  const uint64_t digits = EightDigitBytes(v);
+  // Leading zero digits, at most seven (v = 0 is "0").
+  const auto zeros = static_cast<uint32_t>(__builtin_ctzll(digits | (uint64_t{1} << 56))) / 8;
+  const uint64_t text = (digits + kDigitZeros) >> (8 * zeros);
+  std::memcpy(p, &text, sizeof text);
+  return p + 8 - zeros;
 }
 
 // Exactly eight digits of v (below 10^8) at p, zeros in front; its end.
 inline uint8_t* PutEightDigits(uint8_t* p, uint32_t v) {
-  const uint32_t high = v / 10000;
-  const uint32_t low = v % 10000;
-  std::memcpy(p, kDigitPairs.pair[high / 100], 2);
-  std::memcpy(p + 2, kDigitPairs.pair[high % 100], 2);
-  std::memcpy(p + 4, kDigitPairs.pair[low / 100], 2);
-  std::memcpy(p + 6, kDigitPairs.pair[low % 100], 2);
+  const uint64_t text = EightDigitBytes(v) + kDigitZeros;
+  std::memcpy(p, &text, sizeof text);
   return p + 8;
 }
 
 // The decimal text of v at p; its end. Eight digits per 64-bit division
-// (by a constant: a multiplication), the digits themselves in 32 bits.
+// (by a constant: a multiplication).
 inline uint8_t* PutUnsigned(uint8_t* p, uint64_t v) {
   constexpr uint64_t kEight = 100000000;
   if (v < kEight) return PutUpTo8Digits(p, static_cast<uint32_t>(v));
