@@ -40,7 +40,10 @@ constexpr uint32_t kGroupTagUnits = 5;
 constexpr uint32_t kFolderAlignment = 4;
 
 // The list-order writer's staging area for headers that make the buffer
-// grow, and the largest list it stages.
+// grow, and the largest list it stages. The area is on the stack (16 KB of
+// the caller's thread, in one out-of-line frame) rather than from the
+// allocator so that the allocations a caller sees, and the failures it can
+// inject, stay exactly those of the general writer.
 constexpr uint32_t kStageBytes = 16 * 1024;
 constexpr uint32_t kMaxStagedList = 12 * 1024;
 
