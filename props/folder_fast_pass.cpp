@@ -92,8 +92,8 @@ const ByteClasses& Classes() {
 }
 
 // True when the `length` bytes at a and b are equal (short names: inline,
-// eight bytes a step).
-inline bool SameBytes(const uint8_t* a, const uint8_t* b, uint32_t length) {
+// eight bytes a step, inline at every call).
+[[gnu::always_inline]] inline bool SameBytes(const uint8_t* a, const uint8_t* b, uint32_t length) {
   while (length >= 8) {
     if (Load64(a) != Load64(b)) return false;
     a += 8;
@@ -129,7 +129,8 @@ inline bool SameTag(const uint8_t* a, const uint8_t* b, uint32_t length) {
 }
 
 // MarkupWord::Is without the library call: words are a few bytes long.
-inline bool Is(const MarkupWord& word, const uint8_t* text, uint32_t length) {
+[[gnu::always_inline]] inline bool Is(const MarkupWord& word, const uint8_t* text,
+                                      uint32_t length) {
   return length == word.length && SameBytes(text, word.bytes, length);
 }
 
@@ -358,32 +359,61 @@ inline bool UnescapeBytes(const uint8_t* text, uint32_t n, uint8_t* out, uint32_
   return true;
 }
 
-// CheckForKnownName for the usual fields of the jms and mcd folders, which
-// come in most headers and are known names: their answers taken once, by
-// the same steps without the trace line (trace is off while the pass
-// runs). The name is given as LoadUpTo8 reads it (`key`) with its length.
-// False for any other name, which CheckForKnownName then takes.
-bool UsualFieldName(uint64_t key, uint32_t length, NameId* id, KWLONG* reason) {
-  struct Field {
-    uint64_t key;  // the name as LoadUpTo8 reads it
-    uint32_t length;
-    NameId id;
-    KWLONG reason;
-  };
-  static constexpr std::string_view kNames[] = {
-      "jms.Dst", "jms.Rto", "jms.Tms", "jms.Exp", "jms.Cid",  "jms.Pri", "jms.Dlv",
-      "jms.Gid", "jms.Seq", "mcd.Msd", "mcd.Set", "mcd.Type", "mcd.Fmt"};
-  struct Fields {
-    Field f[std::size(kNames)];
-  };
-  static const Fields kFields = [] {
-    Fields t{};
-    for (size_t i = 0; i < std::size(kNames); ++i) {
-      const auto* bytes = reinterpret_cast<const uint8_t*>(kNames[i].data());
-      const auto size = static_cast<uint32_t>(kNames[i].size());
+struct UsualField {
+  uint64_t key;     // the name as LoadUpTo8 reads it
+  uint32_t length;  // 0: a free slot
+  NameId id;
+  KWLONG reason;
+};
+
+constexpr std::string_view kUsualFieldNames[] = {
+    "jms.Dst", "jms.Rto", "jms.Tms", "jms.Exp", "jms.Cid",  "jms.Pri", "jms.Dlv",
+    "jms.Gid", "jms.Seq", "mcd.Msd", "mcd.Set", "mcd.Type", "mcd.Fmt"};
+
+// The names' slots: a multiplier chosen so that each name has a slot of
+// its own, so that a look-up is one compare.
+constexpr uint32_t kUsualFieldSlots = 32;
+constexpr uint64_t kUsualFieldMultiplier = 0x8712b8bc076f3787ULL;
+
+constexpr uint32_t UsualFieldSlot(uint64_t key) {
+  return static_cast<uint32_t>((key * kUsualFieldMultiplier) >> 59);
+}
+
+// A name of up to eight bytes as LoadUpTo8 reads it.
+constexpr uint64_t UsualFieldKey(std::string_view name) {
+  uint64_t key = 0;
+  for (size_t i = 0; i < name.size() && i < 8; ++i) {
+    key |= uint64_t{static_cast<uint8_t>(name[i])} << (8 * i);
+  }
+  return key;
+}
+
+constexpr bool UsualFieldSlotsDistinct() {
+  bool taken[kUsualFieldSlots] = {};
+  for (const std::string_view name : kUsualFieldNames) {
+    const uint32_t slot = UsualFieldSlot(UsualFieldKey(name));
+    if (taken[slot] || name.size() > 8) return false;
+    taken[slot] = true;
+  }
+  return true;
+}
+static_assert(UsualFieldSlotsDistinct());
+
+struct UsualFields {
+  UsualField f[kUsualFieldSlots];
+};
+
+// Filled on first use, out of line, so that the look-up keeps no registers
+// for it.
+[[gnu::noinline]] const UsualFields& FillUsualFields() {
+  static const UsualFields table = [] {
+    UsualFields t{};
+    for (const std::string_view name : kUsualFieldNames) {
+      const auto* bytes = reinterpret_cast<const uint8_t*>(name.data());
+      const auto size = static_cast<uint32_t>(name.size());
       const NameBytes n{bytes, size, NameFamily::kUtf8};
-      Field& f = t.f[i];
-      f.key = LoadUpTo8(bytes, size);
+      UsualField& f = t.f[UsualFieldSlot(UsualFieldKey(name))];
+      f.key = UsualFieldKey(name);
       f.length = size;
       f.id = MayBeginKnownName(FirstAscii(n)) ? FindKnownName(n) : ZRF_NAME_NONE;
       f.reason = f.id != ZRF_NAME_NONE || !MayBeginKnownName(FirstAscii(n))
@@ -392,14 +422,27 @@ bool UsualFieldName(uint64_t key, uint32_t length, NameId* id, KWLONG* reason) {
     }
     return t;
   }();
-  for (const Field& f : kFields.f) {
-    if (f.key == key && f.length == length) {
-      *id = f.id;
-      *reason = f.reason;
-      return true;
-    }
+  return table;
+}
+
+const UsualFields* usualFields = nullptr;
+
+// CheckForKnownName for the usual fields of the jms and mcd folders, which
+// come in most headers and are known names: their answers taken once, by
+// the same steps without the trace line (trace is off while the pass
+// runs). The name is given as LoadUpTo8 reads it (`key`) with its length.
+// False for any other name, which CheckForKnownName then takes.
+inline bool UsualFieldName(uint64_t key, uint32_t length, NameId* id, KWLONG* reason) {
+  const UsualFields* table = __atomic_load_n(&usualFields, __ATOMIC_ACQUIRE);
+  if (table == nullptr) {
+    table = &FillUsualFields();
+    __atomic_store_n(&usualFields, table, __ATOMIC_RELEASE);
   }
-  return false;
+  const UsualField& f = table->f[UsualFieldSlot(key)];
+  if (f.key != key || f.length != length) return false;
+  *id = f.id;
+  *reason = f.reason;
+  return true;
 }
 
 enum class Kind : uint8_t { kOther, kUser, kJms, kMcd };
@@ -421,13 +464,7 @@ struct Frame {
 class FastFolderPass {
  public:
   FastFolderPass(const uint8_t* text, uint32_t length, FolderSession* session)
-      : text_(text),
-        end_(length),
-        session_(session),
-        ctx_(session->ctx_),
-        names_(session->names()),
-        classes_(Classes().c),
-        word_bytes_follow_(Classes().word_bytes_follow) {}
+      : FastFolderPass(text, length, session, Classes()) {}
 
   FastPass Run(uint32_t* action, KWLONG* reason);
   bool touched() const { return touched_; }
@@ -443,6 +480,16 @@ class FastFolderPass {
   bool QuickAllowed() const;
   bool ShortFolderName(FolderNameSpan* span) const;
   uint32_t SkipWordBytes(uint32_t pos, uint32_t* all) const;
+
+  FastFolderPass(const uint8_t* text, uint32_t length, FolderSession* session,
+                 const ByteClasses& classes)
+      : text_(text),
+        end_(length),
+        session_(session),
+        ctx_(session->ctx_),
+        names_(session->names()),
+        classes_(classes.c),
+        word_bytes_follow_(classes.word_bytes_follow) {}
 
   const uint8_t* text_;
   uint32_t end_;

@@ -20,12 +20,8 @@ bool Same(const char* format, const char* name, size_t n) {
 
 }  // namespace
 
-bool ReadChainText(const uint8_t* raw, uint32_t length, int32_t ccsid, int32_t encoding, char* out,
-                   uint32_t fn) {
-  if (!NeedsConversion(ccsid)) {
-    std::memcpy(out, raw, length);
-    return true;
-  }
+bool ReadConvertedChainText(const uint8_t* raw, uint32_t length, int32_t ccsid, int32_t encoding,
+                            char* out, uint32_t fn) {
   // Eight characters take at most 32 bytes of UTF-8.
   uint8_t converted[4 * kFormatLength];
   uint32_t used = 0;

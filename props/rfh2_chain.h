@@ -108,8 +108,19 @@ inline int32_t ChainCcsid(int32_t before, int32_t named) {
 // platform cannot convert, converted otherwise (shorter results padded with
 // NUL, which matches no format). Any other conversion failure writes a
 // failure record and gives false.
-bool ReadChainText(const uint8_t* raw, uint32_t length, int32_t ccsid, int32_t encoding, char* out,
-                   uint32_t fn);
+// ReadChainText for a CCSID other than the machine's (rfh2_chain.cpp).
+bool ReadConvertedChainText(const uint8_t* raw, uint32_t length, int32_t ccsid, int32_t encoding,
+                            char* out, uint32_t fn);
+
+// The machine's CCSID, the usual one, copied here without a call.
+inline bool ReadChainText(const uint8_t* raw, uint32_t length, int32_t ccsid, int32_t encoding,
+                          char* out, uint32_t fn) {
+  if (ccsid == kUtf8Ccsid || ccsid == kLocalCcsid) {
+    std::memcpy(out, raw, length);
+    return true;
+  }
+  return ReadConvertedChainText(raw, length, ccsid, encoding, out, fn);
+}
 
 // Writes `length` (at most 8) characters of the machine's CCSID into `out`
 // in `ccsid`: copied for 1208, converted otherwise; when the conversion

@@ -137,13 +137,28 @@ KWLONG CheckRfh2(Walk& w) {
   return KWRC_NONE;
 }
 
+// The kind of the format in front of the walk. ZXV_PARTIAL_MATCH_RFH2 can
+// change the answer only for a format that begins like a KWRFH2's without
+// being its exact name (any other "KWH..." name to the strict test), so the
+// variable is read only for such a format.
+FormatKind ChainFormatKind(const char* format) {
+  // The two formats most walks meet, each one compare of eight bytes.
+  if (std::memcmp(format, KWFMT_RF_HEADER_2, kFormatLength) == 0) return FormatKind::kRfh2;
+  if (std::memcmp(format, KWFMT_STRING, kFormatLength) == 0) return FormatKind::kEnd;
+  const FormatKind kind = ClassifyFormat(format, false);
+  if (kind == FormatKind::kOtherHeader && ClassifyFormat(format, true) == FormatKind::kRfh2 &&
+      PartialMatchRfh2()) {
+    return FormatKind::kRfh2;
+  }
+  return kind;
+}
+
 KWLONG Locate(Walk& w) {
-  const bool partial = PartialMatchRfh2();
   for (;;) {
     w.Mark();
     const uint32_t remaining = w.remaining();
     int32_t struc_length = 0;
-    const FormatKind kind = ClassifyFormat(w.format, partial);
+    const FormatKind kind = ChainFormatKind(w.format);
     switch (kind) {
       case FormatKind::kRfh2:
         return CheckRfh2(w);
