@@ -809,6 +809,9 @@ KWLONG RunGrammar(const uint8_t* text, uint32_t length, FolderSession* session, 
 
 uint8_t FolderFamilyOf(int32_t ccsid, int32_t encoding) {
   if (ccsid <= 0 || FindNameCharRow(ccsid) == nullptr) return XCS_CCSID_TYPE_UNKNOWN;
+  // UTF-8, the usual folder CCSID, is its own family in either encoding:
+  // known without a call to the platform.
+  if (ccsid == kUtf8Ccsid) return XCS_CCSID_TYPE_UTF8;
   const uint8_t family = xcsGetCCSIDType(ccsid, encoding);
   return IsKnownFamily(family) ? family : static_cast<uint8_t>(XCS_CCSID_TYPE_UNKNOWN);
 }
