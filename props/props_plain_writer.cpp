@@ -179,13 +179,13 @@ struct NameShape {
 };
 
 // What a name's bytes are to the folder choice, a bit per byte: full
-// stops, digits, "e" (which may begin the reserved part elt), and odd
-// bytes (up to 0x40 and neither stop nor digit: markup characters,
-// controls, blanks and the rarer punctuation).
+// stops, leads (digits and "e": a part may not begin with a digit, and one
+// beginning with "e" may be the reserved part elt), and odd bytes (up to
+// 0x40 and neither stop nor digit: markup characters, controls, blanks and
+// the rarer punctuation).
 struct NameBits {
   uint64_t stops = 0;
-  uint64_t digits = 0;
-  uint64_t es = 0;
+  uint64_t leads = 0;
   uint64_t odd = 0;
 };
 
@@ -195,11 +195,10 @@ inline void ClassifyBlock(__m128i v, uint32_t at, NameBits* bits) {
   const __m128i d = _mm_sub_epi8(v, _mm_set1_epi8('0'));
   const __m128i digit = _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8(9)), d);
   const __m128i stop = _mm_cmpeq_epi8(v, _mm_set1_epi8('.'));
-  const __m128i e = _mm_cmpeq_epi8(v, _mm_set1_epi8('e'));
+  const __m128i lead = _mm_or_si128(digit, _mm_cmpeq_epi8(v, _mm_set1_epi8('e')));
   const __m128i odd = _mm_andnot_si128(_mm_or_si128(stop, digit), low);
   bits->stops |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(stop))} << at;
-  bits->digits |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(digit))} << at;
-  bits->es |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(e))} << at;
+  bits->leads |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(lead))} << at;
   bits->odd |= uint64_t{static_cast<uint16_t>(_mm_movemask_epi8(odd))} << at;
 }
 #endif
@@ -220,11 +219,11 @@ inline void ClassifyBlock(__m128i v, uint32_t at, NameBits* bits) {
     if (c == '.') {
       bits->stops |= bit;
     } else if (c >= '0' && c <= '9') {
-      bits->digits |= bit;
+      bits->leads |= bit;
     } else if (c <= 0x40) {
       bits->odd |= bit;
     }
-    if (c == 'e') bits->es |= bit;
+    if (c == 'e') bits->leads |= bit;
   }
 #endif
   return LoadUpTo8(name, length < 8 ? length : 8);
@@ -262,6 +261,18 @@ bool HasEltPart(const uint8_t* name, uint32_t length, uint64_t stops) {
   }
 }
 
+// True when a part of the name begins with a digit or is elt; `leads` holds
+// the parts' starts that are digits or "e". Out of line: plain names seldom
+// have either.
+[[gnu::noinline]] bool HasBadPart(const uint8_t* name, uint32_t length, uint64_t stops,
+                                  uint64_t leads) {
+  for (uint64_t rest = leads; rest != 0; rest &= rest - 1) {
+    const uint8_t c = name[__builtin_ctzll(rest)];
+    if (c >= '0' && c <= '9') return true;
+  }
+  return HasEltPart(name, length, stops);
+}
+
 // The folder and the parts of a name of 1 to kMaxPlainName bytes; false
 // when the name is not plain as the plain writer takes it (see
 // props_writer.h), so that the general folder choice would place it
@@ -274,11 +285,11 @@ bool HasEltPart(const uint8_t* name, uint32_t length, uint64_t stops) {
   const uint64_t stops = bits.stops & valid;
   const uint64_t starts = ((stops << 1) | 1) & valid;
   // No odd byte, no part that is empty or begins with a digit, no elt.
-  if (((bits.odd | (bits.digits & starts) | (stops & starts)) & valid) != 0 ||
-      (stops >> (length - 1)) != 0) {
+  if (((bits.odd & valid) | (stops & starts)) != 0 || (stops >> (length - 1)) != 0) return false;
+  if (const uint64_t leads = bits.leads & starts;
+      leads != 0 && HasBadPart(name, length, stops, leads)) {
     return false;
   }
-  if ((bits.es & starts) != 0 && HasEltPart(name, length, stops)) return false;
   // Without branches on the name's shape, which varies from name to name:
   // a name without stops has its first part 63 bytes long (no folder's)
   // and its leaf at 0.
