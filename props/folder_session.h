@@ -241,7 +241,9 @@ class FolderSession {
   uint32_t props_len_ = 0;
   bool saved_ = false;  // saved_list_ holds the list's first struc_len_ bytes
   ScratchBuffer saved_list_;
-  KWMD saved_md_{};
+  // Taken by BeginFolder, before any RollbackFolder reads them: left
+  // unset here, so that a session does not clear a descriptor per parse.
+  KWMD saved_md_;
   KWULONG saved_fields_ = 0;
 };
 
