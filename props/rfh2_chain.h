@@ -144,7 +144,8 @@ enum class FormatKind {
 
 FormatKind ClassifyFormat(const char* format, bool partial_match);
 
-// True when ZXV_PARTIAL_MATCH_RFH2 is set (read once per process).
+// True when ZXV_PARTIAL_MATCH_RFH2 is set (read at each call, which the
+// platform answers from its environment cache).
 bool PartialMatchRfh2();
 
 // ---------------------------------------------------------------------------
