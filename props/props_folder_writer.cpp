@@ -148,7 +148,6 @@ constexpr auto kTypeBlocks = [] {
 }();
 constexpr AttributeBlock kStringBlock = BlockOf(" dt='string'");
 
-
 // The list being written.
 struct Source {
   const ZRFPROPS* list;
@@ -626,12 +625,19 @@ KWLONG Prepare(const ZRFPROPS* list, const ZRFHDROPTS& opts, Source* source, Tar
 void WriteFixedPart(uint8_t* at, const ZRFHDROPTS& opts, uint32_t strucLength) {
   const bool reversed = ReversedIntegers(opts.Encoding);
   const int32_t ccsid = ChainCcsid(kUtf8Ccsid, opts.CCSID);
-  WriteChainText(KWRFH_STRUC_ID, kStrucIdLength, ccsid, opts.Encoding, at);
+  if (ccsid == kUtf8Ccsid || ccsid == kLocalCcsid) {
+    // The machine's own characters: WriteChainText's copy, without its
+    // calls.
+    std::memcpy(at, KWRFH_STRUC_ID, kStrucIdLength);
+    std::memcpy(at + kFormatOffset, opts.DataFormat, kFormatLength);
+  } else {
+    WriteChainText(KWRFH_STRUC_ID, kStrucIdLength, ccsid, opts.Encoding, at);
+    WriteChainText(opts.DataFormat, kFormatLength, ccsid, opts.Encoding, at + kFormatOffset);
+  }
   StoreInt(at + kVersionOffset, KWRFH_VERSION_2, reversed);
   StoreInt(at + kStrucLengthOffset, static_cast<int32_t>(strucLength), reversed);
   StoreInt(at + kEncodingOffset, opts.DataEncoding, reversed);
   StoreInt(at + kCcsidOffset, opts.DataCCSID, reversed);
-  WriteChainText(opts.DataFormat, kFormatLength, ccsid, opts.Encoding, at + kFormatOffset);
   StoreInt(at + kRfhFlagsOffset, opts.Flags, reversed);
   StoreInt(at + kRfh2NameValueCcsidOffset, opts.NameValueCCSID, reversed);
 }
