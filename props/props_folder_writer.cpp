@@ -745,7 +745,7 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
 }
 
 KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
-                        uint32_t fn, WriterPaths paths) {
+                        uint32_t fn, WriterPaths paths, HeaderDestination* destination) {
   *marks = ZRFMARKS{};
   if (!HasNodes(pal)) return KWRC_PROPERTY_NOT_AVAILABLE;
   if (!HeaderUsable(pal)) {
@@ -772,7 +772,7 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
       uint32_t skipped = 0;
       KWLONG failure = KWRC_NONE;
       outcome = WritePlainInListOrder(list, opts.CopyPurpose, target.family, target.reversed, out,
-                                      &written, &skipped, &failure);
+                                      &written, &skipped, &failure, destination);
       if (outcome == PlainOutcome::kFailed) {
         out->Length = start;
         return failure;

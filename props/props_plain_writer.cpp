@@ -877,7 +877,8 @@ enum class NodeUse { kTake, kSkip, kRefuse };
 template <typename T, bool staged>
 PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPurpose,
                               bool reversed, ZRFHDRBUF* buffer, uint8_t* stage, uint32_t stageBytes,
-                              uint32_t* written, uint32_t* skippedOut, KWLONG* failure) {
+                              uint32_t* written, uint32_t* skippedOut, KWLONG* failure,
+                              HeaderDestination* destination) {
   const uint8_t* listEnd = bytes + end;
   // Written in the buffer itself, or staged apart when the buffer may
   // have to grow: then no element may need more room than the buffer has
@@ -983,6 +984,12 @@ PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPu
       }
     }
     uint8_t* t = buffer->pBuffer + length;
+    if (destination != nullptr && at <= destination->size) {
+      // Nothing can fail any more and the header fits the destination:
+      // the folders go there at once rather than through the buffer.
+      t = destination->bytes + length;
+      destination->placed_from = length;
+    }
     for (uint32_t rest = seen; rest != 0; rest &= rest - 1) {
       const Run& run = runs[runOf[__builtin_ctz(rest)]];
       std::memcpy(t, stage + run.start, run.length);
@@ -1036,14 +1043,17 @@ PlainOutcome WriteInListOrder(const uint8_t* bytes, uint32_t end, int32_t copyPu
 // common case keeps a small frame.
 [[gnu::noinline]] PlainOutcome WriteStaged(const uint8_t* bytes, uint32_t end, int32_t copyPurpose,
                                            uint8_t family, bool reversed, ZRFHDRBUF* out,
-                                           uint32_t* written, uint32_t* skipped, KWLONG* failure) {
+                                           uint32_t* written, uint32_t* skipped, KWLONG* failure,
+                                           HeaderDestination* destination) {
   uint8_t stage[kStageBytes];
   if (family == XCS_CCSID_TYPE_UTF8) {
     return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_UTF8>, true>(
-        bytes, end, copyPurpose, reversed, out, stage, kStageBytes, written, skipped, failure);
+        bytes, end, copyPurpose, reversed, out, stage, kStageBytes, written, skipped, failure,
+        destination);
   }
   return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_ASCII>, true>(
-      bytes, end, copyPurpose, reversed, out, stage, kStageBytes, written, skipped, failure);
+      bytes, end, copyPurpose, reversed, out, stage, kStageBytes, written, skipped, failure,
+      destination);
 }
 
 }  // namespace
@@ -1141,7 +1151,8 @@ KWLONG WritePlainFolders(const PlainPlan& plan, const ZRFPROPS* list, uint8_t fa
 
 PlainOutcome WritePlainInListOrder(const ZRFPROPS* list, int32_t copyPurpose, uint8_t family,
                                    bool reversed, ZRFHDRBUF* out, uint32_t* written,
-                                   uint32_t* skipped, KWLONG* failure) {
+                                   uint32_t* skipped, KWLONG* failure,
+                                   HeaderDestination* destination) {
   const uint8_t* bytes = ListBytes(list);
   const uint32_t end = list->StrucLen;
   // Folders seldom take twice the bytes of the list: a list that fits
@@ -1150,14 +1161,15 @@ PlainOutcome WritePlainInListOrder(const ZRFPROPS* list, int32_t copyPurpose, ui
   // writer would.
   if (uint64_t{end} * 2 > out->Size - out->Length) {
     if (end > kMaxStagedList) return PlainOutcome::kNeedsPlan;
-    return WriteStaged(bytes, end, copyPurpose, family, reversed, out, written, skipped, failure);
+    return WriteStaged(bytes, end, copyPurpose, family, reversed, out, written, skipped, failure,
+                       destination);
   }
   if (family == XCS_CCSID_TYPE_UTF8) {
     return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_UTF8>, false>(
-        bytes, end, copyPurpose, reversed, out, nullptr, 0, written, skipped, failure);
+        bytes, end, copyPurpose, reversed, out, nullptr, 0, written, skipped, failure, nullptr);
   }
   return WriteInListOrder<FamilyTraits<XCS_CCSID_TYPE_ASCII>, false>(
-      bytes, end, copyPurpose, reversed, out, nullptr, 0, written, skipped, failure);
+      bytes, end, copyPurpose, reversed, out, nullptr, 0, written, skipped, failure, nullptr);
 }
 
 }  // namespace zxv::props

@@ -3,6 +3,7 @@
 // descriptor extension when a version 1 descriptor cannot carry the group
 // fields, and a KWRFH2 holding the properties, built in a work buffer and
 // copied to the caller's buffer when they fit.
+#include <cstdint>
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -146,7 +147,14 @@ KWLONG PropertiesToHeaders(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const 
 
   ZRFPAL pal = ListOf(handle);
   ZRFMARKS marks{};
-  KWLONG reason = ConvertAllToRfh2(&pal, header, &work.buffer, &marks, fn);
+  // The header may be put in the caller's buffer straight, unless that
+  // buffer overlaps the descriptor, which is written after it.
+  HeaderDestination destination{buffer, bufferLength, 0};
+  const auto mdAt = reinterpret_cast<uintptr_t>(md);
+  const auto bufferAt = reinterpret_cast<uintptr_t>(buffer);
+  const bool direct = mdAt >= bufferAt + bufferLength || mdAt + sizeof *md <= bufferAt;
+  KWLONG reason = ConvertAllToRfh2(&pal, header, &work.buffer, &marks, fn, WriterPaths::kAny,
+                                   direct ? &destination : nullptr);
   const bool found = reason == KWRC_NONE;
   if (reason == KWRC_PROPERTY_NOT_AVAILABLE) {
     // No properties: no header. An extension still carries the group
@@ -172,7 +180,9 @@ KWLONG PropertiesToHeaders(xihTHREAD* thread, KWHCONN hConn, KWHMSG hMsg, const 
                       work.buffer.Length, bufferLength);
       reason = KWRC_HEADERS_TOO_BIG;
     } else if (work.buffer.Length != 0) {
-      std::memcpy(buffer, work.buffer.pBuffer, work.buffer.Length);
+      // The bytes the writer did not put in place already.
+      std::memcpy(buffer, work.buffer.pBuffer,
+                  destination.placed_from != 0 ? destination.placed_from : work.buffer.Length);
     }
   }
   if (found && (options.Options & ZST_P2H_PROCESS_MARKED) != 0) {

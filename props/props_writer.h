@@ -204,9 +204,22 @@ TextCodes ListCodesOf(const ZRFPROPS* list);
 // the two).
 enum class WriterPaths { kAny, kGeneralOnly };
 
-// ConvertAllToRfh2 choosing its writers.
+// The buffer a header built in `out` is copied into when the call
+// succeeds (the caller's), at the same offsets. A writer that has finished
+// without a failure left may put the rest of the header there itself when
+// the whole header fits in `size` bytes: `placed_from` (0 when none was)
+// is then the offset from which the bytes are in place, and out's bytes
+// from there on are not the header's.
+struct HeaderDestination {
+  uint8_t* bytes = nullptr;
+  uint32_t size = 0;
+  uint32_t placed_from = 0;
+};
+
+// ConvertAllToRfh2 choosing its writers, with the header's destination
+// when the caller copies the header out on success (nullptr otherwise).
 KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
-                        uint32_t fn, WriterPaths paths);
+                        uint32_t fn, WriterPaths paths, HeaderDestination* destination = nullptr);
 
 // Makes room for `more` bytes behind out->Length for the folder writers, as
 // ReserveOut with the failure record of the folder writer.
@@ -281,10 +294,12 @@ enum class PlainOutcome {
 // buffer grown at the end, when every growth of the general writer would
 // double it; where that is not so, and where the folders of a plain list
 // do not each come in one run of nodes, it gives kNeedsPlan without having
-// allocated.
+// allocated. A staged list written (kWritten) goes to `destination` as
+// HeaderDestination says, when one is given and the header fits there.
 PlainOutcome WritePlainInListOrder(const ZRFPROPS* list, int32_t copyPurpose, uint8_t family,
                                    bool reversed, ZRFHDRBUF* out, uint32_t* written,
-                                   uint32_t* skipped, KWLONG* failure);
+                                   uint32_t* skipped, KWLONG* failure,
+                                   HeaderDestination* destination = nullptr);
 
 // ---------------------------------------------------------------------------
 // The application's CCSID (props_app_ccsid.cpp).

@@ -31,6 +31,7 @@ struct Outcome {
   ZRFMARKS marks{};
   std::vector<std::string> trace;
   uint64_t allocations = 0;
+  bool placed = false;  // the writer put the header in the destination
 };
 
 void Collect(void* context, const char* line) {
@@ -41,9 +42,14 @@ void Collect(void* context, const char* line) {
 
 // Converts with one writer into an output buffer that already holds
 // `prefix` bytes (none: no buffer yet); the allocation `failAt` fails.
+// With a destination of `destinationSize` bytes, the bytes are those the
+// caller then has there (the destination must be untouched unless the
+// header succeeds and fits).
 Outcome Convert(const ZRFPAL& pal, const ZRFHDROPTS& opts, WriterPaths paths, uint32_t prefix,
-                uint32_t failAt) {
+                uint32_t failAt, int64_t destinationSize = -1) {
   Outcome o;
+  std::vector<uint8_t> destination(destinationSize > 0 ? destinationSize : 0, 0x5A);
+  HeaderDestination d{destination.data(), static_cast<uint32_t>(destination.size()), 0};
   ZRFHDRBUF out{};
   if (prefix != 0) {
     void* block = nullptr;
@@ -57,12 +63,25 @@ Outcome Convert(const ZRFPAL& pal, const ZRFHDROPTS& opts, WriterPaths paths, ui
   xtrSetLevel(XTR_LEVEL_DETAIL);
   const uint64_t before = xcsAllocCount();
   xcsInjectAllocFailure(failAt, xcsRC_STORAGE_NOT_AVAILABLE, 0);
-  o.reason = ConvertAllToRfh2(&pal, opts, &out, &o.marks, kFn, paths);
+  o.reason =
+      ConvertAllToRfh2(&pal, opts, &out, &o.marks, kFn, paths, destinationSize >= 0 ? &d : nullptr);
   xcsInjectAllocFailure(0, 0, 0);
   o.allocations = xcsAllocCount() - before;
   xtrSetLevel(XTR_LEVEL_OFF);
   xtrSetSink(nullptr, nullptr);
   o.bytes.assign(out.pBuffer, out.pBuffer + out.Length);
+  o.placed = d.placed_from != 0;
+  if (destinationSize >= 0 && o.reason == KWRC_NONE && out.Length <= destination.size()) {
+    // The caller's copy of the bytes not in place yet.
+    if (out.Length != 0) {
+      std::memcpy(destination.data(), out.pBuffer, o.placed ? d.placed_from : out.Length);
+    }
+    o.bytes.assign(destination.begin(), destination.begin() + out.Length);
+  } else {
+    EXPECT_FALSE(o.placed);
+    EXPECT_EQ(std::count(destination.begin(), destination.end(), 0x5A),
+              static_cast<std::ptrdiff_t>(destination.size()));
+  }
   o.size = out.Size;
   xcsFreeMemFn(out.pBuffer);
   return o;
@@ -266,8 +285,10 @@ TEST(PropsPlainWriter, WritesWhatTheGeneralWriterWrites) {
 // at the end).
 TEST(PropsPlainWriter, FailsAsTheGeneralWriterFails) {
   ListMaker maker(3, 0);
+  constexpr int64_t kDestinationSize = 64 * 1024;
   uint32_t tried = 0;
   uint32_t grown = 0;
+  uint32_t placed = 0;
   for (int i = 0; i < 400 && tried < 60; ++i) {
     ZRFPAL pal = i % 2 == 0 ? maker.Make(1208, true) : maker.Make(1208, true, 150, true);
     const ZRFHDROPTS opts = OptionsFor(1208, 546, 0);
@@ -283,6 +304,22 @@ TEST(PropsPlainWriter, FailsAsTheGeneralWriterFails) {
           if (failAt == 1 && (prefix == 0 || plain.allocations != 0)) {
             EXPECT_EQ(plain.reason, KWRC_STORAGE_NOT_AVAILABLE);
           }
+          // With the caller's buffer as the destination: untouched on
+          // failure.
+          ExpectSame(Convert(pal, opts, WriterPaths::kAny, prefix, failAt, kDestinationSize),
+                     Convert(pal, opts, WriterPaths::kGeneralOnly, prefix, failAt),
+                     "list " + std::to_string(i) + ", prefix " + std::to_string(prefix) +
+                         ", allocation " + std::to_string(failAt) + ", destination");
+        }
+        // Destinations that hold the header, one byte short of it, and more.
+        const Outcome general = Convert(pal, opts, WriterPaths::kGeneralOnly, prefix, 0);
+        const auto length = static_cast<int64_t>(general.bytes.size());
+        for (const int64_t size : {length - 1, length, kDestinationSize}) {
+          const Outcome plain = Convert(pal, opts, WriterPaths::kAny, prefix, 0, size);
+          ExpectSame(plain, general,
+                     "list " + std::to_string(i) + ", prefix " + std::to_string(prefix) +
+                         ", destination of " + std::to_string(size));
+          if (plain.placed) ++placed;
         }
         if (prefix != 0 && Convert(pal, opts, WriterPaths::kAny, prefix, 0).allocations != 0 &&
             ListOrderOutcome(pal, opts, prefix) == PlainOutcome::kWritten) {
@@ -293,8 +330,10 @@ TEST(PropsPlainWriter, FailsAsTheGeneralWriterFails) {
     FreeList(&pal);
   }
   EXPECT_EQ(tried, 60u);
-  // Lists written in list order with the buffer grown.
+  // Lists written in list order with the buffer grown, the larger
+  // destinations taking them whole.
   EXPECT_GE(grown, 10u);
+  EXPECT_GE(placed, 2 * grown);
 }
 
 }  // namespace
