@@ -283,9 +283,12 @@ bool HasEltPart(const uint8_t* name, uint32_t length, uint64_t stops) {
   uint64_t head = ClassifyName(name, length, listEnd, &bits);
   const uint64_t valid = ~uint64_t{0} >> (64 - length);  // length is 1 to 64
   const uint64_t stops = bits.stops & valid;
-  const uint64_t starts = ((stops << 1) | 1) & valid;
-  // No odd byte, no part that is empty or begins with a digit, no elt.
-  if (((bits.odd & valid) | (stops & starts)) != 0 || (stops >> (length - 1)) != 0) return false;
+  // Where the parts begin; a bit past the name only behind a stop at its
+  // end, which the name is refused for first.
+  const uint64_t starts = (stops << 1) | 1;
+  // No odd byte, no part that is empty (a stop at the start, behind a stop
+  // or at the end) or begins with a digit, no elt.
+  if (((bits.odd & valid) | (stops & (starts | ~(valid >> 1)))) != 0) return false;
   if (const uint64_t leads = bits.leads & starts;
       leads != 0 && HasBadPart(name, length, stops, leads)) {
     return false;
