@@ -108,46 +108,6 @@ constexpr CopyWord kCopyWords[] = {{KWCOPY_ALL, "all"},
                                    {KWCOPY_REPLY, "reply"},
                                    {KWCOPY_REPORT, "report"}};
 
-// The type attribute of each type code, whole: dt for the typed values,
-// xsi:nil for null; none for a string.
-constexpr std::string_view kTypeAttributes[ZRF_TYPE_COUNT] = {
-    /* string      */ {},
-    /* boolean     */ " dt='boolean'",
-    /* byte string */ " dt='bin.hex'",
-    /* int8        */ " dt='i1'",
-    /* int16       */ " dt='i2'",
-    /* int32       */ " dt='i4'",
-    /* int64       */ " dt='i8'",
-    /* float32     */ " dt='r4'",
-    /* float64     */ " dt='r8'",
-    /* null        */ " xsi:nil='true'",
-    /* name only   */ {},
-    /* as stored   */ " dt='bin.hex'",
-};
-
-// The type attributes in blocks of 16 bytes, for writers whose markup is
-// ASCII: a block is stored whole (the room of an element leaves slack for
-// it) and the position advanced by the attribute's length.
-struct AttributeBlock {
-  char text[16];
-  uint32_t length;
-};
-constexpr AttributeBlock BlockOf(std::string_view attribute) {
-  AttributeBlock b{};
-  for (size_t i = 0; i < attribute.size(); ++i) b.text[i] = attribute[i];
-  b.length = static_cast<uint32_t>(attribute.size());
-  return b;
-}
-constexpr auto kTypeBlocks = [] {
-  struct Blocks {
-    AttributeBlock block[ZRF_TYPE_COUNT];
-  } t{};
-  for (uint32_t code = 0; code < ZRF_TYPE_COUNT; ++code)
-    t.block[code] = BlockOf(kTypeAttributes[code]);
-  return t;
-}();
-constexpr AttributeBlock kStringBlock = BlockOf(" dt='string'");
-
 // The list being written.
 struct Source {
   const ZRFPROPS* list;

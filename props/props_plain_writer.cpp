@@ -105,34 +105,6 @@ constexpr uint32_t kJmsInt64Leaves[] = {static_cast<uint32_t>(WordOf("Exp")),
                                         static_cast<uint32_t>(WordOf("Tms"))};
 constexpr uint64_t kEltWord = WordOf("elt");
 
-// The type attributes, 16 bytes each so that one is stored whole (the room
-// of an element leaves slack behind it) and the position advanced by its
-// length; the jms leaves' string attribute apart.
-struct Attribute {
-  char text[16];
-  uint32_t length;
-};
-constexpr Attribute AttributeOf(std::string_view s) {
-  Attribute a{};
-  for (size_t i = 0; i < s.size(); ++i) a.text[i] = s[i];
-  a.length = static_cast<uint32_t>(s.size());
-  return a;
-}
-constexpr Attribute kAttributes[ZRF_TYPE_COUNT] = {
-    AttributeOf(""),
-    AttributeOf(" dt='boolean'"),
-    AttributeOf(" dt='bin.hex'"),
-    AttributeOf(" dt='i1'"),
-    AttributeOf(" dt='i2'"),
-    AttributeOf(" dt='i4'"),
-    AttributeOf(" dt='i8'"),
-    AttributeOf(" dt='r4'"),
-    AttributeOf(" dt='r8'"),
-    AttributeOf(" xsi:nil='true'"),
-    AttributeOf(""),
-    AttributeOf(" dt='bin.hex'"),
-};
-constexpr Attribute kJmsStringAttribute = AttributeOf(" dt='string'");
 
 // The node layouts of the types the plain writer takes (codes below
 // ZRF_TYPE_NAME_ONLY), for reading a node without branches on its type:
@@ -307,18 +279,6 @@ bool HasEltPart(const uint8_t* name, uint32_t length, uint64_t stops) {
   *shape = NameShape{inFolder ? f.id : FolderId::kUsr, inFolder ? first + 1 : 0, leaf, stops};
   return true;
 }
-
-// "00" to "99".
-constexpr auto kDigitPairs = [] {
-  struct Table {
-    char pair[100][2];
-  } t{};
-  for (uint32_t i = 0; i < 100; ++i) {
-    t.pair[i][0] = static_cast<char>('0' + i / 10);
-    t.pair[i][1] = static_cast<char>('0' + i % 10);
-  }
-  return t;
-}();
 
 // The eight decimal digits of v (below 10^8) as the bytes of a word, the
 // first digit in the lowest byte (0 to 9, not yet characters): the four
@@ -705,7 +665,7 @@ template <typename T>
   const bool leafBlock = WholeBlockPart(leaf, leafBytes, listEnd);
   p = PutPart(p + 1, leaf, leafBytes, leafBlock);
 
-  const Attribute* attribute = &kAttributes[code];
+  const AttributeBlock* attribute = &kTypeBlocks.block[code];
   if (jms && leafBytes == 3) {
     // Leaves the parser reads as numbers: their strings say so, their
     // numbers of the expected size need not.
@@ -714,9 +674,9 @@ template <typename T>
         word == kJmsInt32Leaves[0] || word == kJmsInt32Leaves[1] || word == kJmsInt32Leaves[2];
     const bool int64Leaf = word == kJmsInt64Leaves[0] || word == kJmsInt64Leaves[1];
     if (code == ZRF_TYPE_STRING && (int32Leaf || int64Leaf)) {
-      attribute = &kJmsStringAttribute;
+      attribute = &kStringBlock;
     } else if ((code == ZRF_TYPE_INT32 && int32Leaf) || (code == ZRF_TYPE_INT64 && int64Leaf)) {
-      attribute = &kAttributes[ZRF_TYPE_STRING];
+      attribute = &kTypeBlocks.block[ZRF_TYPE_STRING];
     }
   }
   std::memcpy(p, attribute->text, sizeof attribute->text);

@@ -9,18 +9,6 @@
 namespace zxv::props {
 namespace {
 
-// "00" to "99".
-constexpr auto kDigitPairs = [] {
-  struct Table {
-    char pair[100][2];
-  } t{};
-  for (uint32_t i = 0; i < 100; ++i) {
-    t.pair[i][0] = static_cast<char>('0' + i / 10);
-    t.pair[i][1] = static_cast<char>('0' + i % 10);
-  }
-  return t;
-}();
-
 uint32_t DecimalDigits(uint64_t v) {
   uint32_t n = 1;
   for (;;) {

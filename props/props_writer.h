@@ -35,6 +35,58 @@ inline constexpr auto kHexPairs = [] {
   return t;
 }();
 
+// Two decimal digits per value, "00" to "99" (integer and exponent text).
+inline constexpr auto kDigitPairs = [] {
+  struct Table {
+    char pair[100][2];
+  } t{};
+  for (uint32_t i = 0; i < 100; ++i) {
+    t.pair[i][0] = static_cast<char>('0' + i / 10);
+    t.pair[i][1] = static_cast<char>('0' + i % 10);
+  }
+  return t;
+}();
+
+// The type attribute of each type code, whole: dt for the typed values,
+// xsi:nil for null; none for a string.
+inline constexpr std::string_view kTypeAttributes[ZRF_TYPE_COUNT] = {
+    /* string      */ {},
+    /* boolean     */ " dt='boolean'",
+    /* byte string */ " dt='bin.hex'",
+    /* int8        */ " dt='i1'",
+    /* int16       */ " dt='i2'",
+    /* int32       */ " dt='i4'",
+    /* int64       */ " dt='i8'",
+    /* float32     */ " dt='r4'",
+    /* float64     */ " dt='r8'",
+    /* null        */ " xsi:nil='true'",
+    /* name only   */ {},
+    /* as stored   */ " dt='bin.hex'",
+};
+
+// The type attributes in blocks of 16 bytes, for writers whose markup is
+// ASCII: a block is stored whole (the room of an element leaves slack for
+// it) and the position advanced by the attribute's length.
+struct AttributeBlock {
+  char text[16];
+  uint32_t length;
+};
+inline constexpr AttributeBlock BlockOf(std::string_view attribute) {
+  AttributeBlock b{};
+  for (size_t i = 0; i < attribute.size(); ++i) b.text[i] = attribute[i];
+  b.length = static_cast<uint32_t>(attribute.size());
+  return b;
+}
+inline constexpr auto kTypeBlocks = [] {
+  struct Blocks {
+    AttributeBlock block[ZRF_TYPE_COUNT];
+  } t{};
+  for (uint32_t code = 0; code < ZRF_TYPE_COUNT; ++code)
+    t.block[code] = BlockOf(kTypeAttributes[code]);
+  return t;
+}();
+inline constexpr AttributeBlock kStringBlock = BlockOf(" dt='string'");
+
 // ---------------------------------------------------------------------------
 // Trace function numbers.
 inline constexpr uint32_t kFnPropsHeaderBase = kFnRfh2Base + 0x60;
