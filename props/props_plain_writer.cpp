@@ -105,7 +105,6 @@ constexpr uint32_t kJmsInt64Leaves[] = {static_cast<uint32_t>(WordOf("Exp")),
                                         static_cast<uint32_t>(WordOf("Tms"))};
 constexpr uint64_t kEltWord = WordOf("elt");
 
-
 // The node layouts of the types the plain writer takes (codes below
 // ZRF_TYPE_NAME_ONLY), for reading a node without branches on its type:
 // a variable value's length (all ones in variable_mask) or the fixed size,
