@@ -699,6 +699,17 @@ KWLONG ReserveFolderOut(ZRFHDRBUF* out, uint64_t more) {
   return ReserveOut(out, more, __FILE__, kProbeOut);
 }
 
+// The last step of every writer: the fixed part in front of the folders
+// written from `start`, the copy purpose in the marks, and the trace.
+static KWLONG FinishHeader(const ZRFHDROPTS& opts, uint32_t start, ZRFHDRBUF* out, ZRFMARKS* marks,
+                           uint32_t fn) {
+  marks->CopyPurpose = opts.CopyPurpose;
+  WriteFixedPart(out->pBuffer + start, opts, out->Length - start);
+  xtr_text_detail(kComponent, fn, "Compatible properties: %u, non-compatible properties: %u",
+                  marks->Compatible, marks->NonCompatible);
+  return KWRC_NONE;
+}
+
 KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* out, ZRFMARKS* marks,
                         uint32_t fn) {
   return ConvertAllToRfh2(pal, opts, out, marks, fn, WriterPaths::kAny);
@@ -741,11 +752,7 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
         marks->Written = written;
         marks->Compatible = written;
         marks->Skipped = skipped;
-        marks->CopyPurpose = opts.CopyPurpose;
-        WriteFixedPart(out->pBuffer + start, opts, out->Length - start);
-        xtr_text_detail(kComponent, fn, "Compatible properties: %u, non-compatible properties: %u",
-                        marks->Compatible, marks->NonCompatible);
-        return KWRC_NONE;
+        return FinishHeader(opts, start, out, marks, fn);
       }
       out->Length = start;
     }
@@ -766,11 +773,7 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
         *marks = ZRFMARKS{};
         return reason;
       }
-      marks->CopyPurpose = opts.CopyPurpose;
-      WriteFixedPart(out->pBuffer + start, opts, out->Length - start);
-      xtr_text_detail(kComponent, fn, "Compatible properties: %u, non-compatible properties: %u",
-                      marks->Compatible, marks->NonCompatible);
-      return KWRC_NONE;
+      return FinishHeader(opts, start, out, marks, fn);
     }
   }
 
@@ -824,11 +827,7 @@ KWLONG ConvertAllToRfh2(const ZRFPAL* pal, const ZRFHDROPTS& opts, ZRFHDRBUF* ou
     return reason;
   }
   marks->FirstMarked = firstMarked;
-  marks->CopyPurpose = opts.CopyPurpose;
-  WriteFixedPart(out->pBuffer + start, opts, out->Length - start);
-  xtr_text_detail(kComponent, fn, "Compatible properties: %u, non-compatible properties: %u",
-                  marks->Compatible, marks->NonCompatible);
-  return KWRC_NONE;
+  return FinishHeader(opts, start, out, marks, fn);
 }
 
 KWLONG ConvertOneToRfh2(const ZRFPAL* pal, uint32_t nodeOffset, const ZRFHDROPTS& opts,
