@@ -5,6 +5,7 @@
 // session's Add makes, in the same order.
 #include "props/folder_fast_pass.h"
 
+#include <bit>
 #include <cstring>
 #include <iterator>
 #include <string_view>
@@ -445,6 +446,13 @@ inline bool UsualFieldName(uint64_t key, uint32_t length, NameId* id, KWLONG* re
   return true;
 }
 
+// The ranges of the integer types ZRF_TYPE_INT8 to ZRF_TYPE_INT64.
+constexpr uint32_t kIntegerTypes = ZRF_TYPE_INT64 - ZRF_TYPE_INT8 + 1;
+constexpr int64_t kIntegerMin[kIntegerTypes] = {INT8_MIN, INT16_MIN, INT32_MIN, INT64_MIN};
+constexpr int64_t kIntegerMax[kIntegerTypes] = {INT8_MAX, INT16_MAX, INT32_MAX, INT64_MAX};
+// A value's low bytes are its narrower members.
+static_assert(std::endian::native == std::endian::little);
+
 enum class Kind : uint8_t { kOther, kUser, kJms, kMcd };
 
 struct Frame {
@@ -473,7 +481,7 @@ class FastFolderPass {
   KWLONG Body(uint32_t pos);
   bool DataType(uint32_t at, Frame* f, uint32_t* pos) const;
   KWLONG Property(const Frame& f, uint32_t depth, uint32_t text, uint32_t bytes, bool entity);
-  KWLONG Add(ParsedProperty* p, const Frame& f, uint32_t count);
+  KWLONG Add(ParsedProperty* p, const Frame& f, uint32_t count, uint64_t fixed);
   bool WholeName(ParsedProperty* p, const Frame& f);
   KWLONG ThroughSession(ParsedProperty* p, const Frame& f, uint32_t count);
   bool SharesPrefixWithLast(uint32_t bytes) const;
@@ -847,70 +855,62 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
       }
     }
   } else {
+    // One path for every integer type, its range from a table: one copy
+    // of the inline integer reading instead of one per type keeps the
+    // pass's loop small.
     bool ok = true;
-    switch (type) {
-      case ZRF_TYPE_BOOLEAN:
-        ok = ReadBoolean<T>(value, valueBytes, &number.i32);
-        break;
-      case ZRF_TYPE_INT8:
-        ok = Integer(value, valueBytes, INT8_MIN, INT8_MAX, &integer);
-        number.i8 = static_cast<int8_t>(integer);
-        break;
-      case ZRF_TYPE_INT16:
-        ok = Integer(value, valueBytes, INT16_MIN, INT16_MAX, &integer);
-        number.i16 = static_cast<int16_t>(integer);
-        break;
-      case ZRF_TYPE_INT32:
-        ok = Integer(value, valueBytes, INT32_MIN, INT32_MAX, &integer);
-        number.i32 = static_cast<int32_t>(integer);
-        break;
-      case ZRF_TYPE_INT64:
-        ok = Integer(value, valueBytes, INT64_MIN, INT64_MAX, &integer);
-        number.i64 = integer;
-        break;
-      case ZRF_TYPE_FLOAT32:
-        ok = ReadFloat<T, float>(value, valueBytes, &number.r4);
-        break;
-      case ZRF_TYPE_FLOAT64:
-        ok = Double(value, valueBytes, &number.r8);
-        break;
-      case ZRF_TYPE_BYTE_STRING: {
-        // Decoded in place of the text: the bytes are never longer.
-        ScratchBuffer& values = session_->values();
-        if (value != values.data()) {
-          values.Resize(0);
-          if (const KWLONG reason = values.Reserve(valueBytes / 2 + 1); reason != KWRC_NONE) {
-            return reason;
-          }
+    if (const uint32_t k = type - ZRF_TYPE_INT8; k < kIntegerTypes) {
+      ok = Integer(value, valueBytes, kIntegerMin[k], kIntegerMax[k], &integer);
+      // The node takes the value's low bytes: its type's size.
+      number.i64 = integer;
+    } else if (type == ZRF_TYPE_BYTE_STRING) {
+      // Decoded in place of the text: the bytes are never longer.
+      ScratchBuffer& values = session_->values();
+      if (value != values.data()) {
+        values.Resize(0);
+        if (const KWLONG reason = values.Reserve(valueBytes / 2 + 1); reason != KWRC_NONE) {
+          return reason;
         }
-        uint32_t n = 0;
-        ok = HexBytes(value, valueBytes, values.data(), &n);
-        value = values.data();
-        valueBytes = n;
-        break;
       }
-      default:
-        break;  // strings as they are
-    }
+      uint32_t n = 0;
+      ok = HexBytes(value, valueBytes, values.data(), &n);
+      value = values.data();
+      valueBytes = n;
+    } else if (type == ZRF_TYPE_FLOAT64) {
+      ok = Double(value, valueBytes, &number.r8);
+    } else if (type == ZRF_TYPE_BOOLEAN) {
+      // Mostly "0" or "1".
+      const uint32_t digit = valueBytes == 1 ? static_cast<uint32_t>(value[0]) - '0' : 2;
+      if (digit <= 1) {
+        number.i32 = static_cast<int32_t>(digit);
+      } else {
+        ok = ReadBoolean<T>(value, valueBytes, &number.i32);
+      }
+    } else if (type == ZRF_TYPE_FLOAT32) {
+      ok = ReadFloat<T, float>(value, valueBytes, &number.r4);
+    }  // strings as they are
     if (!ok) return kGiveUp;
   }
   p.type = type;
-  if (type == ZRF_TYPE_STRING || type == ZRF_TYPE_BYTE_STRING) {
-    p.value = value;
-    p.value_length = valueBytes;
-  } else {
-    p.value = reinterpret_cast<const uint8_t*>(&number);
-    p.value_length = FixedValueSize(type);
-  }
-  return Add(&p, f, base_parts_ + depth);
+  // Selects rather than branches: the type changes from element to
+  // element.
+  const bool variable = type == ZRF_TYPE_STRING || type == ZRF_TYPE_BYTE_STRING;
+  uint64_t word = 0;
+  std::memcpy(&word, &number, sizeof word);
+  p.value = variable ? value : reinterpret_cast<const uint8_t*>(&number);
+  p.value_length = variable ? valueBytes : kNodeLayouts[type].fixed_size;
+  // The node's value word: the value, or a variable value's length.
+  const uint64_t fixed = variable ? valueBytes : word;
+  return Add(&p, f, base_parts_ + depth, fixed);
 }
 
 // The session's Add for the property `p` of element `f`, whose name has
-// `count` parts (part_end_, part_hash_): the name checks, then the node at
-// the end of the list when the store would put it there; the session
-// itself for the rest.
+// `count` parts (part_end_, part_hash_) and whose node value word
+// (AppendParsedNodeWith) is `fixed`: the name checks, then the node at the
+// end of the list when the store would put it there; the session itself
+// for the rest.
 [[gnu::always_inline]] inline KWLONG FastFolderPass::Add(ParsedProperty* p, const Frame& f,
-                                                         uint32_t count) {
+                                                         uint32_t count, uint64_t fixed) {
   FolderSession& s = *session_;
   const uint32_t prefix = names_.size();
   const uint8_t first = prefix == 0 ? text_[f.tag] : names_.data()[0];
@@ -993,7 +993,7 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
         }
         return CopyShort(to, tag, tagBytes);
       },
-      &at);
+      &at, fixed);
   names_.Resize(prefix);
   if (reason != KWRC_NONE) return reason;
   s.last_node_ = at;
