@@ -1,10 +1,7 @@
 // Message handles: creation (object layout, defaults, storage and mutex
 // failures at each step), the anchor's list, refusing values that are not
 // handles, reset, delete and the freeing of a connection's handles.
-#include <cstdlib>
-
 #include "tests/props/message_handle_test_util.h"
-#include "zxvxcs2/xcs_env.h"
 
 namespace zxv::test {
 namespace {
@@ -204,14 +201,16 @@ TEST_F(MessageHandleLifecycleTest, StorageFailureAtEachStepOfCreate) {
 }
 
 TEST_F(MessageHandleLifecycleTest, VerifySettingReachesNewLists) {
-  ASSERT_EQ(::setenv("ZXV_VERIFY_PROPERTIES", "1", 1), 0);
-  xcsClearEnvCache();
-  const KWHMSG verified = Create();
-  ASSERT_EQ(::setenv("ZXV_VERIFY_PROPERTIES", "-4", 1), 0);  // negative counts as 0
-  xcsClearEnvCache();
-  const KWHMSG plain = Create();
-  ::unsetenv("ZXV_VERIFY_PROPERTIES");
-  xcsClearEnvCache();
+  KWHMSG verified = KWHM_NONE;
+  KWHMSG plain = KWHM_NONE;
+  {
+    const ScopedEnv on("ZXV_VERIFY_PROPERTIES", "1");
+    verified = Create();
+  }
+  {
+    const ScopedEnv negative("ZXV_VERIFY_PROPERTIES", "-4");  // counts as 0
+    plain = Create();
+  }
   EXPECT_NE(HandleAt(verified)->pProps->VersionFlags & ZRFP_FLAG_VERIFY, 0u);
   EXPECT_EQ(HandleAt(plain)->pProps->VersionFlags & ZRFP_FLAG_VERIFY, 0u);
   // A verifying handle works as any other.

@@ -1,11 +1,9 @@
 // The list as a block: header, creation, growth, allocation failures during
 // growth, and the PAL operations (allocate, free, duplicate, reallocate).
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 
 #include "tests/props/property_test_util.h"
-#include "zxvxcs2/xcs_env.h"
 
 namespace zxv::test {
 namespace {
@@ -230,12 +228,10 @@ TEST_F(PropertyStoreTest, ReallocateMakesTheTargetEqualToTheSource) {
 }
 
 TEST_F(PropertyStoreTest, VerifySettingMarksNewListsAndGuardsEveryChange) {
-  setenv("ZXV_VERIFY_PROPERTIES", "1", 1);
-  xcsClearEnvCache();
-  const KWLONG first = PutInt("a", 1);
-  unsetenv("ZXV_VERIFY_PROPERTIES");
-  xcsClearEnvCache();
-  ASSERT_EQ(first, KWRC_NONE);
+  {
+    const ScopedEnv on("ZXV_VERIFY_PROPERTIES", "1");
+    ASSERT_EQ(PutInt("a", 1), KWRC_NONE);
+  }
   EXPECT_EQ(pal_.pProps->VersionFlags, 0x01000001u | ZRFP_FLAG_VERIFY);
 
   pal_.pProps->PropsLen += 1;  // damage the bookkeeping

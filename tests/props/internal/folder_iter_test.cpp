@@ -5,34 +5,20 @@
 #include <vector>
 
 #include "props/folder_iter.h"
+#include "props/name_encoding.h"
 #include "props/rfh2_chain.h"
-#include "zxvxcs2/xcs_ccsid.h"
 
 namespace zxv::props {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using test::NameEncoding;
 
-struct Family {
-  const char* name;
-  uint32_t type;
-  int32_t ccsid;
-  int32_t encoding;
-};
-constexpr Family kFamilies[] = {
-    {"ASCII", XCS_CCSID_TYPE_ASCII, 819, 546},  {"EBCDIC", XCS_CCSID_TYPE_EBCDIC, 500, 546},
-    {"UTF8", XCS_CCSID_TYPE_UTF8, 1208, 546},   {"LUCS2", XCS_CCSID_TYPE_LUCS2, 1200, 546},
-    {"BUCS2", XCS_CCSID_TYPE_BUCS2, 1200, 273},
-};
-
-Bytes In(const Family& f, const std::string& text) {
-  Bytes out(text.size() * 4 + 4);
-  uint32_t used = 0;
-  EXPECT_EQ(xcsConvertString(1208, 546, text.data(), static_cast<uint32_t>(text.size()), f.ccsid,
-                             f.encoding, out.data(), static_cast<uint32_t>(out.size()), &used),
-            xcsRC_OK);
-  out.resize(used);
-  return out;
+Bytes In(const NameEncoding& f, const std::string& text) {
+  bool ok = false;
+  const std::string bytes = test::EncodeName(text, f, &ok);
+  EXPECT_TRUE(ok) << text;
+  return Bytes(bytes.begin(), bytes.end());
 }
 
 TEST(FolderName, ScannedInEveryFamily) {
@@ -47,24 +33,25 @@ TEST(FolderName, ScannedInEveryFamily) {
       {"\t\r\n <mcd attr='1'>", 5, "mcd"},
       {"<>", 1, ""},
   };
-  for (const Family& f : kFamilies) {
-    const uint32_t unit = f.type >= XCS_CCSID_TYPE_LUCS2 ? 2 : 1;
+  for (const NameEncoding& f : test::kAllNameEncodings) {
+    const uint32_t unit = f.unit;
+    const auto type = static_cast<uint32_t>(f.ccsidType);
     for (const Case& c : cases) {
-      SCOPED_TRACE(std::string(f.name) + ": " + c.folder);
+      SCOPED_TRACE(std::string(f.label) + ": " + c.folder);
       const Bytes text = In(f, c.folder);
       FolderName name{99, 99};
-      ASSERT_EQ(ScanFolderName(f.type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),
+      ASSERT_EQ(ScanFolderName(type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),
                 KWRC_NONE);
       EXPECT_EQ(name.start, c.start * unit);
       EXPECT_EQ(Bytes(text.begin() + name.start, text.begin() + name.start + name.length),
                 In(f, c.name));
     }
     // A blank of another family is not a blank here.
-    const uint8_t other_blank = f.type == XCS_CCSID_TYPE_EBCDIC ? 0x20 : 0x40;
+    const uint8_t other_blank = type == XCS_CCSID_TYPE_EBCDIC ? 0x20 : 0x40;
     Bytes text = In(f, "<a>");
     text.insert(text.begin(), unit, other_blank);
     FolderName name;
-    EXPECT_EQ(ScanFolderName(f.type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),
+    EXPECT_EQ(ScanFolderName(type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),
               KWRC_RFH_FORMAT_ERROR);
   }
   FolderName name;

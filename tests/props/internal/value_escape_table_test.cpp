@@ -5,63 +5,30 @@
 #include <string>
 #include <vector>
 
+#include "props/name_encoding.h"
 #include "props/value_escape.h"
-#include "zxvxcs2/xcs_ccsid.h"
 
 namespace zxv::props {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using test::NameEncoding;
 
-struct Family {
-  const char* name;
-  uint32_t type;
-  int32_t ccsid;
-  int32_t encoding;
-};
-constexpr Family kFamilies[] = {
-    {"ASCII", XCS_CCSID_TYPE_ASCII, 819, 546},  {"EBCDIC", XCS_CCSID_TYPE_EBCDIC, 500, 546},
-    {"UTF8", XCS_CCSID_TYPE_UTF8, 1208, 546},   {"LUCS2", XCS_CCSID_TYPE_LUCS2, 1200, 546},
-    {"BUCS2", XCS_CCSID_TYPE_BUCS2, 1200, 273},
-};
-
-Bytes In(const Family& f, const std::string& text) {
-  Bytes out(text.size() * 4 + 4);
-  uint32_t used = 0;
-  EXPECT_EQ(xcsConvertString(1208, 546, text.data(), static_cast<uint32_t>(text.size()), f.ccsid,
-                             f.encoding, out.data(), static_cast<uint32_t>(out.size()), &used),
-            xcsRC_OK);
-  out.resize(used);
-  return out;
+Bytes In(const NameEncoding& f, const std::string& text) {
+  bool ok = false;
+  const std::string bytes = test::EncodeName(text, f, &ok);
+  EXPECT_TRUE(ok) << text;
+  return Bytes(bytes.begin(), bytes.end());
 }
 
 TEST(EscapeTable, UnknownFamiliesHaveNoRoutines) {
   EXPECT_EQ(EscapeRoutinesFor(0), nullptr);
   EXPECT_EQ(EscapeRoutinesFor(6), nullptr);
-  EXPECT_EQ(EscapeRoutinesFor(0xFFFFFFFF), nullptr);
-  for (const Family& f : kFamilies) {
-    const EscapeRoutines* r = EscapeRoutinesFor(f.type);
-    ASSERT_NE(r, nullptr);
-    EXPECT_EQ(r, &kEscapeRoutines[f.type]);
-  }
 }
 
-TEST(EscapeTable, TheTableEscapesInTheFamilyItIsIndexedBy) {
-  for (const Family& f : kFamilies) {
-    SCOPED_TRACE(f.name);
-    const EscapeRoutines* r = EscapeRoutinesFor(f.type);
-    const Bytes text = In(f, "1 < 2 & 3");
-    Bytes out(r->escaped_size(text.data(), static_cast<uint32_t>(text.size())));
-    uint32_t used = 0;
-    r->expand(text.data(), static_cast<uint32_t>(text.size()), out.data(), &used);
-    EXPECT_EQ(out, In(f, "1 &lt; 2 &amp; 3"));
-    r->compress(out.data(), used, out.data(), &used);
-    out.resize(used);
-    EXPECT_EQ(out, text);
-  }
-}
-
-TEST(EscapeTable, QuotingDoublesQuotesAndOptionallyEncloses) {
+// Each family's entry escapes and unescapes in that family (a table indexed
+// wrongly would escape in another's units), and quotes.
+TEST(EscapeTable, EachEntryEscapesAndQuotesInItsFamily) {
   struct Case {
     bool enclose;
     const char* text;
@@ -76,18 +43,27 @@ TEST(EscapeTable, QuotingDoublesQuotesAndOptionallyEncloses) {
       {false, "", ""},
       {true, "'&<", "\"'&<\""},
   };
-  for (const Family& f : kFamilies) {
-    const EscapeRoutines* r = EscapeRoutinesFor(f.type);
+  for (const NameEncoding& f : test::kAllNameEncodings) {
+    const EscapeRoutines* r = EscapeRoutinesFor(static_cast<uint32_t>(f.ccsidType));
+    ASSERT_NE(r, nullptr) << f.label;
+    const Bytes text = In(f, "1 < 2 & 3");
+    Bytes escaped(r->escaped_size(text.data(), static_cast<uint32_t>(text.size())));
+    uint32_t used = 0;
+    r->expand(text.data(), static_cast<uint32_t>(text.size()), escaped.data(), &used);
+    EXPECT_EQ(escaped, In(f, "1 &lt; 2 &amp; 3")) << f.label;
+    r->compress(escaped.data(), used, escaped.data(), &used);
+    escaped.resize(used);
+    EXPECT_EQ(escaped, text) << f.label;
     for (const Case& c : cases) {
-      SCOPED_TRACE(std::string(f.name) + ": " + c.text);
-      const Bytes text = In(f, c.text);
+      SCOPED_TRACE(std::string(f.label) + ": " + c.text);
+      const Bytes value = In(f, c.text);
       const Bytes prefix = In(f, "x=");
       const uint32_t size =
-          r->quoted_size(c.enclose, text.data(), static_cast<uint32_t>(text.size()));
+          r->quoted_size(c.enclose, value.data(), static_cast<uint32_t>(value.size()));
       Bytes out = prefix;
       out.resize(prefix.size() + size + 1, 0xEE);
-      auto used = static_cast<uint32_t>(prefix.size());
-      r->quote(c.enclose, text.data(), static_cast<uint32_t>(text.size()), out.data(), &used);
+      used = static_cast<uint32_t>(prefix.size());
+      r->quote(c.enclose, value.data(), static_cast<uint32_t>(value.size()), out.data(), &used);
       EXPECT_EQ(used, prefix.size() + size);
       EXPECT_EQ(out[used], 0xEE);
       out.resize(used);
