@@ -133,7 +133,6 @@ TEST_F(PcfDumpTest, MalformedCommandLinesAreUsageErrors) {
       {"pcf", "dump", "/nonexistent/pcf/message"},
       {"pcf", "dump", "--encoding", "big", "/dev/null"},
       {"pcf", "dump", "--ccsid", "-1", "/dev/null"},
-      {"pcf"},
   };
   for (const auto& args : cases) {
     SCOPED_TRACE(args.size() > 2 ? args[2] : "");
