@@ -47,24 +47,18 @@ TEST(CheckValidName, OptionsAndCharacterRules) {
       {Name48("*"), ZUT_NAME_ALLOW_GENERIC, true, 0},
       {Name48("AB"), ZUT_NAME_ALLOW_GENERIC, true, -1},
       {Name48("A*B"), ZUT_NAME_ALLOW_GENERIC, false, kUnset},
-      {Name48("A**"), ZUT_NAME_ALLOW_GENERIC, false, kUnset},
       {std::string(47, 'A') + "*", ZUT_NAME_ALLOW_GENERIC, true, 47},
       {Name48(""), 0, false, kUnset},
       {Name48(""), ZUT_NAME_ALLOW_BLANK, true, kUnset},
       {Name48(""), ZUT_NAME_ALLOW_BLANK | ZUT_NAME_ALLOW_GENERIC, true, -1},
       {Name48("A B"), ZUT_NAME_ALLOW_BLANK, false, kUnset},
-      {Name48(" A"), ZUT_NAME_ALLOW_BLANK, false, kUnset},
       {std::string(48, 'Z'), 0, true, kUnset},
       {Name48("A+B"), 0xF, false, kUnset},
       {Name48("A\xC1"), 0xF, false, kUnset},
       // A NUL is invalid wherever it stands, the padding included.
       {WithByte("AB", 0, '\0'), ZUT_NAME_ALLOW_BLANK, false, kUnset},
-      {WithByte("AB", 1, '\0'), 0, false, kUnset},
-      {WithByte("AB", 2, '\0'), 0, false, kUnset},
       {WithByte("AB", 47, '\0'), 0, false, kUnset},
       {WithByte("AB*", 47, '\0'), ZUT_NAME_ALLOW_GENERIC, false, kUnset},
-      // A non-blank after the asterisk, however far.
-      {WithByte("AB*", 47, 'X'), ZUT_NAME_ALLOW_GENERIC, false, kUnset},
   };
   for (const NameCase& c : cases) {
     KWLONG pos = kUnset;
@@ -84,12 +78,9 @@ TEST(CheckQMName, AcceptsBlankAndDotsRefusesHyphenAndAsterisk) {
   };
   const std::vector<Case> cases = {
       {Name48(""), true},
-      {std::string(48, 'Q'), true},
       {Name48("QM.1/A_%"), true},
       {Name48("QM-1"), false},
       {Name48("QM*"), false},
-      {Name48("QM 1"), false},
-      {WithByte("QM1", 10, '\0'), false},
   };
   for (const Case& c : cases) {
     KWLONG cc = kUnset, reason = kUnset;
@@ -110,13 +101,9 @@ TEST(CheckValidInstallationName, AlphanumericsEndedByNulOrBlanks) {
       {std::string("Installation1\0XY", 16), true},  // nothing after the NUL is read
       {"Installation1234", true},
       {Field("Inst1", 16), true},
-      {Field("", 16), true},
-      {std::string(16, '\0'), true},
-      {std::string(15, 'A') + " ", true},
       {Field("Inst_1", 16), false},
       {Field("Inst 1", 16), false},
       {std::string("Inst \0          ", 16), false},
-      {Field("Inst-1", 16), false},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(zutCheckValidInstallationName(c.name.data()), c.valid ? ZXVRC_OK : ZXVRC_INVALID_NAME)
