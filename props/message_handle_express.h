@@ -268,6 +268,50 @@ inline uint64_t RecordKey(uint32_t size, int32_t nameCcsid) {
 
 enum class ValueLookup { kFound, kMissing, kOther };
 
+// A value type's node (codes 0..8) as FindValueNode reads it: the layout's
+// offsets, with a variable value's length and place taken by masks rather
+// than by branches on the type, which changes from call to call. A fixed
+// value's size is `fixed_size`; a variable one's is the word at offset 8
+// (kValueLengthAt), and it follows the name with a terminating 0.
+struct ValueNodeShape {
+  uint8_t name_offset;
+  uint8_t name_length_offset;
+  uint8_t copy_offset;
+  uint8_t fixed_offset;  // 0 for a variable value
+  uint32_t fixed_size;   // 0 for a variable value
+  int32_t variable;      // -1 (all ones) for a variable value, else 0
+};
+
+inline constexpr uint32_t kValueLengthAt = 8;
+
+inline constexpr auto kValueNodeShapes = [] {
+  struct Shapes {
+    ValueNodeShape of[ZRF_TYPE_NULL];
+  } shapes{};
+  for (uint32_t code = 0; code < ZRF_TYPE_NULL; ++code) {
+    const NodeLayout& l = kNodeLayouts[code];
+    const bool variable = l.length_offset != NodeLayout::kNone;
+    shapes.of[code] = {l.name_offset,
+                       l.name_length_offset,
+                       l.copy_offset,
+                       variable ? uint8_t{0} : l.fixed_offset,
+                       variable ? 0u : l.fixed_size,
+                       variable ? -1 : 0};
+  }
+  return shapes;
+}();
+
+// The length word is where the variable layouts keep it, and inside every
+// value type's fixed part, so that reading it is safe for any of them.
+static_assert([] {
+  for (uint32_t code = 0; code < ZRF_TYPE_NULL; ++code) {
+    const NodeLayout& l = kNodeLayouts[code];
+    if (l.length_offset != NodeLayout::kNone && l.length_offset != kValueLengthAt) return false;
+    if (l.name_offset < kValueLengthAt + 4) return false;
+  }
+  return true;
+}());
+
 // IndexFind for a node of a value type (0..8) as stored in binary: kFound
 // with the node in *node, kMissing when the list has no node of the name,
 // kOther for any node the lean reading below does not take (another type,
@@ -293,24 +337,26 @@ enum class ValueLookup { kFound, kMissing, kOther };
     if (code >= ZRF_TYPE_NULL || (typeFlags & ZRF_FLAG_STRING_FORM) != 0) {
       return ValueLookup::kOther;
     }
-    const NodeLayout& layout = kNodeLayouts[code];
+    const ValueNodeShape& shape = kValueNodeShapes.of[code];
     // The name follows the value length of the variable layouts.
-    if (available < layout.name_offset) return ValueLookup::kOther;
-    const uint32_t nameLength = LoadU16(at + layout.name_length_offset);
-    const uint32_t valueLength =
-        layout.variable() ? LoadU32(at + layout.length_offset) : uint32_t{layout.fixed_size};
-    uint64_t raw = uint64_t{layout.name_offset} + nameLength;
-    if (layout.variable()) raw += uint64_t{valueLength} + 1;
+    if (available < shape.name_offset) return ValueLookup::kOther;
+    const uint32_t nameLength = LoadU16(at + shape.name_length_offset);
+    const auto variable32 = static_cast<uint32_t>(shape.variable);
+    const auto variable64 = static_cast<uint64_t>(int64_t{shape.variable});
+    const uint32_t valueLength = (LoadU32(at + kValueLengthAt) & variable32) | shape.fixed_size;
+    const uint32_t nameEnd = shape.name_offset + nameLength;
+    // A variable value and its terminating 0 follow the name.
+    const uint64_t raw = nameEnd + ((uint64_t{valueLength} + 1) & variable64);
     if (PadToNodeAlignment(raw) > available) return ValueLookup::kOther;
-    const uint8_t* nodeName = at + layout.name_offset;
+    const uint8_t* nodeName = at + shape.name_offset;
     if (nameLength != name.length || !KeyEquals(nodeName, name.data, name.length)) continue;
     node->node = at;
     node->type_flags = typeFlags;
     node->support = LoadU32(at + 4);
-    node->copy_options = at[layout.copy_offset];
+    node->copy_options = at[shape.copy_offset];
     node->name = nodeName;
     node->name_length = nameLength;
-    node->value = layout.variable() ? nodeName + nameLength : at + layout.fixed_offset;
+    node->value = at + ((nameEnd & variable32) | shape.fixed_offset);
     node->value_length = valueLength;
     return ValueLookup::kFound;
   }
