@@ -558,8 +558,19 @@ static_assert([] {
   }
   const uint32_t code = node.type_flags & ZRF_TYPE_MASK;
 
-  // The browse's record of the property returned.
-  CopyShort(cursor->pName, node.name, node.name_length);
+  // The browse's record of the property returned. The cursor's buffer is
+  // the handle's own and its bytes past the name mean nothing, so a name of
+  // up to 16 bytes moves as two whole words when the list's block holds
+  // them: no turn on the name's length.
+  if (node.name_length <= 16 && cursor->Capacity >= 16 &&
+      ListBytes(list) + handle->PropsSize - node.name >= 16) {
+    const uint64_t head = Load64(node.name);
+    const uint64_t tail = Load64(node.name + 8);
+    std::memcpy(cursor->pName, &head, 8);
+    std::memcpy(cursor->pName + 8, &tail, 8);
+  } else {
+    CopyShort(cursor->pName, node.name, node.name_length);
+  }
   cursor->NameLength = node.name_length;
   cursor->NameCCSID = listCcsid;
   cursor->NodeOffset = static_cast<KWULONG>(node.node - ListBytes(list));
