@@ -604,7 +604,9 @@ inline uint64_t FolderStartRoom(const FolderText& folder) {
 template <typename T>
 inline uint64_t ElementRoom(const PlainElement& e, const OpenGroups& open) {
   uint64_t valueRoom = uint64_t{kRoomPerValueByte[e.code]} * e.value_bytes + kRoomPerValue[e.code];
-  if (e.code == ZRF_TYPE_STRING && e.value_bytes > kWorkBufferSize) {
+  // (The length first: it is seldom that long, whereas the type changes
+  // from element to element.)
+  if (e.value_bytes > kWorkBufferSize && e.code == ZRF_TYPE_STRING) {
     valueRoom = EscapeRoutinesFor(T::kCcsidType)->escaped_size(e.value, e.value_bytes);
   }
   return uint64_t{open.tag_room} + uint64_t{3 + kGroupTagUnits} * e.name_bytes + kGroupTagUnits +
