@@ -54,8 +54,14 @@ inline uint64_t LoadUpTo8(const uint8_t* p, uint32_t n) {
     const uint32_t b = static_cast<uint32_t>(Load32(from + n - 4));
     std::memcpy(to, &a, 4);
     std::memcpy(to + n - 4, &b, 4);
-  } else {
-    for (uint32_t i = 0; i < n; ++i) to[i] = from[i];
+  } else if (n != 0) {
+    // 1 to 3 bytes: the first, the middle and the last, without a loop.
+    const uint8_t first = from[0];
+    const uint8_t middle = from[n / 2];
+    const uint8_t last = from[n - 1];
+    to[0] = first;
+    to[n / 2] = middle;
+    to[n - 1] = last;
   }
   return to + n;
 }
