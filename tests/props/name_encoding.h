@@ -2,9 +2,12 @@
 // converted once from UTF-8 through the platform's converters.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "zxvxcs2/xcs_ccsid.h"
 #include "zxvxzu/property_names.h"
@@ -37,6 +40,14 @@ inline std::string EncodeName(std::string_view utf8, const NameEncoding& enc, bo
   *ok = rc == xcsRC_OK;
   out.resize(*ok ? used : 0);
   return out;
+}
+
+// `utf8` in `enc` as bytes; a text that cannot be converted fails the test.
+inline std::vector<uint8_t> EncodeBytes(const NameEncoding& enc, std::string_view utf8) {
+  bool ok = false;
+  const std::string bytes = EncodeName(utf8, enc, &ok);
+  EXPECT_TRUE(ok) << utf8;
+  return {bytes.begin(), bytes.end()};
 }
 
 }  // namespace zxv::test

@@ -14,13 +14,6 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using test::NameEncoding;
 
-Bytes In(const NameEncoding& f, const std::string& text) {
-  bool ok = false;
-  const std::string bytes = test::EncodeName(text, f, &ok);
-  EXPECT_TRUE(ok) << text;
-  return Bytes(bytes.begin(), bytes.end());
-}
-
 TEST(FolderName, ScannedInEveryFamily) {
   struct Case {
     const char* folder;
@@ -38,17 +31,17 @@ TEST(FolderName, ScannedInEveryFamily) {
     const auto type = static_cast<uint32_t>(f.ccsidType);
     for (const Case& c : cases) {
       SCOPED_TRACE(std::string(f.label) + ": " + c.folder);
-      const Bytes text = In(f, c.folder);
+      const Bytes text = test::EncodeBytes(f, c.folder);
       FolderName name{99, 99};
       ASSERT_EQ(ScanFolderName(type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),
                 KWRC_NONE);
       EXPECT_EQ(name.start, c.start * unit);
       EXPECT_EQ(Bytes(text.begin() + name.start, text.begin() + name.start + name.length),
-                In(f, c.name));
+                test::EncodeBytes(f, c.name));
     }
     // A blank of another family is not a blank here.
     const uint8_t other_blank = type == XCS_CCSID_TYPE_EBCDIC ? 0x20 : 0x40;
-    Bytes text = In(f, "<a>");
+    Bytes text = test::EncodeBytes(f, "<a>");
     text.insert(text.begin(), unit, other_blank);
     FolderName name;
     EXPECT_EQ(ScanFolderName(type, text.data(), static_cast<uint32_t>(text.size()), &name, 0),

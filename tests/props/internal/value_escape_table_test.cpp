@@ -14,13 +14,6 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using test::NameEncoding;
 
-Bytes In(const NameEncoding& f, const std::string& text) {
-  bool ok = false;
-  const std::string bytes = test::EncodeName(text, f, &ok);
-  EXPECT_TRUE(ok) << text;
-  return Bytes(bytes.begin(), bytes.end());
-}
-
 TEST(EscapeTable, UnknownFamiliesHaveNoRoutines) {
   EXPECT_EQ(EscapeRoutinesFor(0), nullptr);
   EXPECT_EQ(EscapeRoutinesFor(6), nullptr);
@@ -46,18 +39,18 @@ TEST(EscapeTable, EachEntryEscapesAndQuotesInItsFamily) {
   for (const NameEncoding& f : test::kAllNameEncodings) {
     const EscapeRoutines* r = EscapeRoutinesFor(static_cast<uint32_t>(f.ccsidType));
     ASSERT_NE(r, nullptr) << f.label;
-    const Bytes text = In(f, "1 < 2 & 3");
+    const Bytes text = test::EncodeBytes(f, "1 < 2 & 3");
     Bytes escaped(r->escaped_size(text.data(), static_cast<uint32_t>(text.size())));
     uint32_t used = 0;
     r->expand(text.data(), static_cast<uint32_t>(text.size()), escaped.data(), &used);
-    EXPECT_EQ(escaped, In(f, "1 &lt; 2 &amp; 3")) << f.label;
+    EXPECT_EQ(escaped, test::EncodeBytes(f, "1 &lt; 2 &amp; 3")) << f.label;
     r->compress(escaped.data(), used, escaped.data(), &used);
     escaped.resize(used);
     EXPECT_EQ(escaped, text) << f.label;
     for (const Case& c : cases) {
       SCOPED_TRACE(std::string(f.label) + ": " + c.text);
-      const Bytes value = In(f, c.text);
-      const Bytes prefix = In(f, "x=");
+      const Bytes value = test::EncodeBytes(f, c.text);
+      const Bytes prefix = test::EncodeBytes(f, "x=");
       const uint32_t size =
           r->quoted_size(c.enclose, value.data(), static_cast<uint32_t>(value.size()));
       Bytes out = prefix;
@@ -68,7 +61,7 @@ TEST(EscapeTable, EachEntryEscapesAndQuotesInItsFamily) {
       EXPECT_EQ(out[used], 0xEE);
       out.resize(used);
       Bytes expected = prefix;
-      const Bytes quoted = In(f, c.quoted);
+      const Bytes quoted = test::EncodeBytes(f, c.quoted);
       expected.insert(expected.end(), quoted.begin(), quoted.end());
       EXPECT_EQ(out, expected);
     }
