@@ -864,17 +864,12 @@ KWLONG FastFolderPass::Body(uint32_t pos) {
       // The node takes the value's low bytes: its type's size.
       number.i64 = integer;
     } else if (type == ZRF_TYPE_BYTE_STRING) {
-      // Decoded in place of the text: the bytes are never longer.
-      ScratchBuffer& values = session_->values();
-      if (value != values.data()) {
-        values.Resize(0);
-        if (const KWLONG reason = values.Reserve(valueBytes / 2 + 1); reason != KWRC_NONE) {
-          return reason;
-        }
-      }
+      KWLONG reason = KWRC_NONE;
+      uint8_t* decoded = session_->HexValueScratch(value, valueBytes, &reason);
+      if (decoded == nullptr) return reason;
       uint32_t n = 0;
-      ok = HexBytes(value, valueBytes, values.data(), &n);
-      value = values.data();
+      ok = HexBytes(value, valueBytes, decoded, &n);
+      value = decoded;
       valueBytes = n;
     } else if (type == ZRF_TYPE_FLOAT64) {
       ok = Double(value, valueBytes, &number.r8);

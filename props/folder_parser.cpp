@@ -526,17 +526,12 @@ KWLONG FolderGrammar<T>::Property(const Frame& f, uint32_t depth, const uint8_t*
         ok = ReadFloat<T, double>(value, valueBytes, &number.r8);
         break;
       case ZRF_TYPE_BYTE_STRING: {
-        // Decoded in place of the text: the bytes are never longer.
-        ScratchBuffer& values = session_->values();
-        if (value != values.data()) {
-          values.Resize(0);
-          if (const KWLONG reason = values.Reserve(valueBytes / 2 + 1); reason != KWRC_NONE) {
-            return reason;
-          }
-        }
+        KWLONG reason = KWRC_NONE;
+        uint8_t* decoded = session_->HexValueScratch(value, valueBytes, &reason);
+        if (decoded == nullptr) return reason;
         uint32_t n = 0;
-        ok = ReadHexBytes<T>(value, valueBytes, values.data(), &n);
-        value = values.data();
+        ok = ReadHexBytes<T>(value, valueBytes, decoded, &n);
+        value = decoded;
         valueBytes = n;
         break;
       }

@@ -144,6 +144,17 @@ class FolderSession {
   ZRFFOLDERCTX* ctx() { return ctx_; }
   ScratchBuffer& names() { return names_; }
   ScratchBuffer& values() { return values_; }
+  // The scratch that a byte-string value is decoded into, in place of its
+  // text (the bytes are never longer): emptied and given room for the
+  // `textBytes` of `text`, unless the text already lies there. Null with
+  // *reason set when the room cannot be had.
+  uint8_t* HexValueScratch(const uint8_t* text, uint32_t textBytes, KWLONG* reason) {
+    if (text != values_.data()) {
+      values_.Resize(0);
+      if (*reason = values_.Reserve(textBytes / 2 + 1); *reason != KWRC_NONE) return nullptr;
+    }
+    return values_.data();
+  }
 
   // The folder's text encoding for the Adds that follow.
   void SetFolderEncoding(int32_t ccsid, uint8_t family) {
